@@ -1,0 +1,87 @@
+// CObject<T>: the reference-counted base of every component.
+//
+// Primary table: QueryInterface, AddRef, Release, FinalConstruct,
+// FinalRelease, Lock, Unlock, then the component's own operations. The
+// component supplies QueryInterface/AddRef/Release (LUM_OBJECT_UNKNOWN) so
+// that one override serves the IUnknown slots of every interface it derives.
+#pragma once
+
+#include <atomic>
+#include <new>
+
+#include "lum/iid.h"
+#include "lum/unknown.h"
+
+template <class T>
+class CObject : public IUnknown {
+public:
+    HRESULT QueryInterface(const IID&, void** object) override {
+        if (object) *object = nullptr;
+        return E_NOINTERFACE;
+    }
+    uint32_t AddRef() override { return InternalAddRef(); }
+    uint32_t Release() override { return InternalRelease(); }
+    /// Declares parameters and creates subordinate objects; a failure aborts creation.
+    virtual HRESULT FinalConstruct() { return S_OK; }
+    /// Stops threads and gives back what FinalConstruct took; runs exactly once.
+    virtual void FinalRelease() {}
+    /// Guard of the component's shared state; the base has none.
+    virtual HRESULT Lock() { return S_OK; }
+    virtual HRESULT Unlock() { return S_OK; }
+
+    /// Creation function of the class: construct, FinalConstruct, ask for
+    /// `*iid`; the caller receives the only reference or a failure code.
+    static HRESULT _CreateInstance(void* outer, const IID* iid, void** object);
+
+    /// The current count, for tests and diagnostics.
+    int32_t RefCount() const { return m_RefCount.load(std::memory_order_relaxed); }
+
+protected:
+    CObject() = default;
+    ~CObject() = default;
+    CObject(const CObject&) = delete;
+    CObject& operator=(const CObject&) = delete;
+
+    uint32_t InternalAddRef() {
+        m_RefCount.fetch_add(1);
+        return static_cast<uint32_t>(m_RefCount.load(std::memory_order_relaxed));
+    }
+    uint32_t InternalRelease() {
+        // The zero test uses the decrement's own result, so that two threads
+        // releasing the last two references can never both destroy the object.
+        if (m_RefCount.fetch_sub(1) != 1)
+            return static_cast<uint32_t>(m_RefCount.load(std::memory_order_relaxed));
+        T* self = static_cast<T*>(this);
+        self->FinalRelease();
+        delete self;
+        return 0;
+    }
+
+private:
+    std::atomic<int32_t> m_RefCount{1};
+};
+
+template <class T>
+HRESULT CObject<T>::_CreateInstance(void* /*outer*/, const IID* iid, void** object) {
+    if (!object) return E_POINTER;
+    *object = nullptr;
+    if (!iid) return E_POINTER;
+    T* instance = new (std::nothrow) T();
+    if (!instance) return E_FAIL;
+    HRESULT hr = instance->FinalConstruct();
+    if (hr != S_OK) {
+        instance->FinalRelease();
+        delete instance;
+        return hr;
+    }
+    hr = instance->QueryInterface(*iid, object);
+    if (hr >= 0) {
+        // Drop the creation reference: the caller now holds the only one.
+        instance->InternalRelease();
+        if (hr == S_OK) return hr;
+    }
+    *object = nullptr;
+    instance->FinalRelease();
+    delete instance;
+    return hr;
+}
