@@ -105,7 +105,7 @@ std::string KitEncodeUtf8(std::wstring_view text) {
     return bytes;
 }
 
-bool KitReadTextLines(const std::string& path, std::vector<std::wstring>& lines) {
+bool KitReadTextLines(const std::string& path, std::vector<std::wstring>& lines, bool* crlf) {
     std::FILE* file = std::fopen(path.c_str(), "rb");
     if (!file) return false;
     std::string bytes;
@@ -119,6 +119,10 @@ bool KitReadTextLines(const std::string& path, std::vector<std::wstring>& lines)
     std::string_view rest(bytes);
     if (rest.size() >= 3 && rest.substr(0, 3) == "\xEF\xBB\xBF") rest.remove_prefix(3);
     lines.clear();
+    if (crlf) {
+        size_t firstEnd = rest.find('\n');
+        *crlf = firstEnd != std::string_view::npos && firstEnd > 0 && rest[firstEnd - 1] == '\r';
+    }
     while (!rest.empty()) {
         size_t end = rest.find('\n');
         std::string_view line = rest.substr(0, end);

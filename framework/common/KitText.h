@@ -33,8 +33,10 @@ std::wstring KitDecodeUtf8(std::string_view bytes);
 std::string KitEncodeUtf8(std::wstring_view text);
 
 /// Reads a UTF-8 text file as lines (LF or CR LF, a leading byte-order mark
-/// skipped). False when the file cannot be opened or read.
-bool KitReadTextLines(const std::string& path, std::vector<std::wstring>& lines);
+/// skipped). False when the file cannot be opened or read. `crlf`, when
+/// given, tells whether the first line ended with CR LF.
+bool KitReadTextLines(const std::string& path, std::vector<std::wstring>& lines,
+                      bool* crlf = nullptr);
 
 /// Removes blanks (spaces and tabs) from both ends.
 std::wstring_view KitTrimBlanks(std::wstring_view text);
