@@ -44,3 +44,11 @@ uint32_t RefCountOf(IUnknown* object) {
     object->AddRef();
     return object->Release();
 }
+
+IUnknown* IdentityPointer(IUnknown* object) {
+    if (!object) return nullptr;
+    IUnknown* identity = nullptr;
+    if (object->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity)) < 0) return nullptr;
+    identity->Release();
+    return identity;
+}

@@ -50,5 +50,8 @@ SmartPtr<I> CreateByName(const wchar_t* className, const IID& iid, HRESULT* resu
 /// Text of an IString (empty for null).
 std::wstring TextOf(IString* string);
 
+/// The identity (IUnknown answer) of an object, as a plain pointer value.
+IUnknown* IdentityPointer(IUnknown* object);
+
 /// Reference count of an object, read by an AddRef/Release pair.
 uint32_t RefCountOf(IUnknown* object);

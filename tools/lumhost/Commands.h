@@ -1,0 +1,9 @@
+// The host's commands: each returns the process exit code.
+#pragma once
+
+#include <string>
+#include <vector>
+
+class FrameworkHost;
+
+int ProbeCommand(FrameworkHost& host, const std::vector<std::string>& args);

@@ -1,0 +1,55 @@
+// lumhost: the command-line host of the camera module.
+#include <clocale>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "tools/lumhost/Commands.h"
+#include "tools/lumhost/FrameworkHost.h"
+
+namespace {
+
+struct Command {
+    const char* name;
+    const char* summary;
+    int (*run)(FrameworkHost&, const std::vector<std::string>&);
+};
+
+const Command kCommands[] = {
+    {"probe", "create every component of the camera module and list what it answers", &ProbeCommand},
+};
+
+void Usage(FILE* out) {
+    std::fprintf(out,
+                 "usage: lumhost COMMAND [ARGS...]\n"
+                 "Run from the folder that holds LUMCamcorder.so and the framework modules.\n\n"
+                 "commands:\n");
+    for (const Command& c : kCommands) std::fprintf(out, "  %-8s %s\n", c.name, c.summary);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::setlocale(LC_ALL, "");
+    if (argc < 2 || !std::strcmp(argv[1], "--help") || !std::strcmp(argv[1], "-h")) {
+        Usage(argc < 2 ? stderr : stdout);
+        return argc < 2 ? 2 : 0;
+    }
+    const Command* command = nullptr;
+    for (const Command& c : kCommands)
+        if (!std::strcmp(c.name, argv[1])) command = &c;
+    if (!command) {
+        std::fprintf(stderr, "lumhost: unknown command '%s'\n\n", argv[1]);
+        Usage(stderr);
+        return 2;
+    }
+    FrameworkHost host;
+    if (!host.Start()) {
+        std::fprintf(stderr, "lumhost: %s\n", host.Error().c_str());
+        return 1;
+    }
+    int status = command->run(host, std::vector<std::string>(argv + 2, argv + argc));
+    host.Stop();
+    return status;
+}
