@@ -143,3 +143,8 @@ inline SmartPtr<IString> MakeString(const wchar_t* text) {
     if (string) string->SetText(-1, text);
     return string;
 }
+
+/// A view of a std::wstring (valid while the string is unchanged).
+inline tagREFString KitViewOf(const std::wstring& text) {
+    return tagREFString{static_cast<int32_t>(text.size()), const_cast<wchar_t*>(text.c_str())};
+}
