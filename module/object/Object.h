@@ -47,10 +47,11 @@ protected:
         return static_cast<uint32_t>(m_RefCount.load(std::memory_order_relaxed));
     }
     uint32_t InternalRelease() {
-        // The zero test uses the decrement's own result, so that two threads
-        // releasing the last two references can never both destroy the object.
-        if (m_RefCount.fetch_sub(1) != 1)
-            return static_cast<uint32_t>(m_RefCount.load(std::memory_order_relaxed));
+        // Both the zero test and the returned count come from the decrement
+        // itself: re-reading the count afterwards could touch an object that
+        // another thread has just destroyed.
+        int32_t remaining = m_RefCount.fetch_sub(1) - 1;
+        if (remaining != 0) return static_cast<uint32_t>(remaining);
         T* self = static_cast<T*>(this);
         self->FinalRelease();
         delete self;

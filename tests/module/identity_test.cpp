@@ -293,9 +293,9 @@ TEST_F(ComponentIdentity, FilePlayerConfiguresItsFileListAndStopsItOnRelease) {
     SmartPtr<IFileNameCollection> list = QueryAs<IFileNameCollection>(player.Get(), IID_IFileNameCollection);
     ASSERT_TRUE(list);
     auto* files = static_cast<FakeFileNames*>(list.Get());
-    EXPECT_TRUE(files->m_ExtensionsGiven);
-    SmartPtr<FakeFileNames> extensions(FakeFileNames::last);  // created after the list
-    ASSERT_NE(extensions.Get(), files);
+    ASSERT_TRUE(files->m_ExtensionTable);
+    auto* extensions = static_cast<FakeFileNames*>(files->m_ExtensionTable.Get());
+    ASSERT_NE(extensions, files);
     EXPECT_EQ(extensions->m_Clears, 1);
     const std::vector<std::pair<std::wstring, std::wstring>> expected = {
         {L"bmp", L"LUMArch.LUMFileEx"}, {L"jpg", L"LUMArch.LUMFileEx"},

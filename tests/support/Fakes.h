@@ -93,7 +93,7 @@ public:
 
     // IFileNameCollection
     HRESULT get_Pattern(IString** p) override { *p = nullptr; return E_FAIL; }
-    HRESULT put_Extensions(IExtCollection* table) override { m_ExtensionsGiven = table != nullptr; return S_OK; }
+    HRESULT put_Extensions(IExtCollection* table) override { m_ExtensionTable.Assign(table); return S_OK; }
     HRESULT Rescan() override { return S_OK; }
     HRESULT get_Extensions(IExtCollection** t) override { *t = nullptr; return E_FAIL; }
     HRESULT get_Folder(IString** f) override { *f = nullptr; return E_FAIL; }
@@ -144,7 +144,7 @@ public:
     std::vector<std::pair<std::wstring, std::wstring>> m_Extensions;
     std::vector<std::pair<IUnknown*, int32_t>> m_Advises;
     std::vector<IUnknown*> m_Sinks;
-    bool m_ExtensionsGiven = false;
+    SmartPtr<IExtCollection> m_ExtensionTable;  // kept with a reference
     int m_Stops = 0;
     int m_Clears = 0;
 };
