@@ -1,6 +1,6 @@
 lum_add_test(module_identifiers_test SOURCES module/identifiers_test.cpp)
 lum_add_test(module_entry_test SOURCES module/entry_test.cpp)
-lum_add_test(module_identity_test SOURCES module/identity_test.cpp)
+lum_add_test(module_identity_test SOURCES module/identity_test.cpp module/component_events_test.cpp)
 lum_add_test(module_object_test SOURCES module/object_test.cpp module/event_source_test.cpp
              LIBS lum_core LABELS concurrent)
 
