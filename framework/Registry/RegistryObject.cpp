@@ -66,8 +66,13 @@ bool ReplaceFile(const std::string& path, const std::string& bytes) {
     return WriteWhole(target, bytes);
 }
 
-bool ValidName(const std::wstring& name, wchar_t forbidden) {
-    if (KitTrimBlanks(name).empty()) return false;
+// A name that reads back as itself: not blank, no line end, not the
+// `forbidden` character, and (for keys) not starting like a comment or a
+// section line.
+bool ValidName(const std::wstring& name, wchar_t forbidden, bool isKey) {
+    std::wstring_view trimmed = KitTrimBlanks(name);
+    if (trimmed.empty()) return false;
+    if (isKey && (trimmed.front() == L';' || trimmed.front() == L'#' || trimmed.front() == L'[')) return false;
     for (wchar_t c : name)
         if (c == L'\n' || c == L'\r' || c == forbidden) return false;
     return true;
@@ -155,7 +160,7 @@ HRESULT CRegistry::WriteString(tagREFString section, tagREFString key, tagREFStr
     std::wstring sectionName, keyName, text;
     if (!KitViewText(section, sectionName) || !KitViewText(key, keyName) || !KitViewText(value, text))
         return E_POINTER;
-    if (!ValidName(sectionName, L']') || !ValidName(keyName, L'=')) return E_INVALIDARG;
+    if (!ValidName(sectionName, L']', false) || !ValidName(keyName, L'=', true)) return E_INVALIDARG;
     if (text.find_first_of(L"\r\n") != std::wstring::npos) return E_INVALIDARG;
     try {
         std::lock_guard<std::mutex> writing(g_WriteLock);

@@ -17,8 +17,8 @@ class CRegistry final : public CObject<CRegistry>, public IRegistryEx, public IO
 public:
     HRESULT ReadString(tagREFString section, tagREFString key, wchar_t* buffer, int32_t capacity) override;
     /// Sets the value and rewrites the file (created when missing). Names
-    /// must be non-empty; no part may hold a line end, a key no "=", a
-    /// section no "]": E_INVALIDARG.
+    /// must be non-blank; no part may hold a line end, a key no "=" and no
+    /// leading ";", "#" or "[", a section no "]": otherwise E_INVALIDARG.
     HRESULT WriteString(tagREFString section, tagREFString key, tagREFString value) override;
     /// The value as a decimal integer (optional sign, digits only, within
     /// 32 bits); E_INVALIDARG for other text, `*value` then unchanged.

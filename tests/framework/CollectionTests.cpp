@@ -235,14 +235,20 @@ TEST_F(KitComponentString, CreatesANewObjectOfItsClassOnEveryCall) {
     EXPECT_EQ(E_FAIL, name->CreateInstance(&IID_IUnknown, &object));
     EXPECT_EQ(nullptr, object);
     ASSERT_EQ(S_OK, name->Register(4, REFStr(L"Collections")));
-    for (const wchar_t* cls : {L"CreatableString", L"Variant", L"SuperCollection"}) {
+    // The factories a host keeps: one name each, asked for its interface on every use.
+    const std::pair<const wchar_t*, const IID*> factories[] = {
+        {L"CreatableString", &IID_ICreatableString}, {L"Variant", &IID_IVariant},
+        {L"SuperCollection", &IID_ISuperCollection}};
+    for (auto [cls, iid] : factories) {
         ASSERT_EQ(S_OK, name->Register(1, REFStr(cls)));
-        SmartPtr<IObjectInfo> first, second;
-        ASSERT_EQ(S_OK, name->CreateInstance(&IID_IObjectInfo, first.OutVoid()));
-        ASSERT_EQ(S_OK, name->CreateInstance(&IID_IObjectInfo, second.OutVoid()));
+        SmartPtr<IUnknown> first, second;
+        ASSERT_EQ(S_OK, name->CreateInstance(iid, first.OutVoid()));
+        ASSERT_EQ(S_OK, name->CreateInstance(iid, second.OutVoid()));
         EXPECT_NE(first.Get(), second.Get());
+        SmartPtr<IObjectInfo> info = QueryAs<IObjectInfo>(first.Get(), IID_IObjectInfo);
+        ASSERT_TRUE(info);
         tagREFString reported{};
-        first->GetName(0, &reported);
+        info->GetName(0, &reported);
         EXPECT_EQ(std::wstring(cls), std::wstring(reported.text, reported.length));
     }
     EXPECT_EQ(E_NOINTERFACE, name->CreateInstance(&IID_IString, &object));

@@ -123,7 +123,7 @@ TEST_F(KitRegistry, WriteStringCreatesAMissingFileAndRejectsUnwritableNames) {
     EXPECT_EQ("[Workspace]\nPath=/d\xc3\xa9mo\n", ReadFile(file));
     EXPECT_EQ(L"/d\u00e9mo", Read(L"Workspace", L"Path"));
     for (auto [section, key, value] : {std::tuple{L"", L"k", L"v"}, {L"S", L"", L"v"}, {L"S", L"a=b", L"v"},
-                                       {L"S]", L"k", L"v"}, {L"S", L"k", L"two\nlines"}, {L"S\r", L"k", L"v"}})
+                                       {L"S]", L"k", L"v"}, {L"S", L"#k", L"v"}, {L"S", L"k", L"two\nlines"}, {L"S\r", L"k", L"v"}})
         EXPECT_EQ(E_INVALIDARG, registry->WriteString(REFStr(section), REFStr(key), REFStr(value)));
     EXPECT_EQ(E_POINTER, registry->WriteString(REFStr(L"S"), tagREFString{2, nullptr}, REFStr(L"v")));
     EXPECT_EQ("[Workspace]\nPath=/d\xc3\xa9mo\n", ReadFile(file));
