@@ -1,6 +1,9 @@
 // "probe": creates each component of the camera module and reports what it
 // answers, as a quick check that a build and its framework kit work.
+#include <unistd.h>
+
 #include <cstdio>
+#include <cwchar>
 #include <string>
 
 #include "tools/lumhost/Commands.h"
@@ -18,6 +21,25 @@ const NamedIID kInterfaces[] = {
 #include "lum/interface_names.h"
 #undef LUM_INTERFACE
 };
+
+// Framework modules a component cannot be created without.
+struct Requirement {
+    const wchar_t* component;
+    const char* moduleFile;
+};
+const Requirement kRequirements[] = {
+    {L"LUMCamWindow", "LUMImage.so"},
+    {L"LUMFileGrab", "FileNames.so"},
+};
+
+/// The first missing module file the component needs, or null.
+const char* MissingModuleOf(const wchar_t* component) {
+    for (const Requirement& r : kRequirements) {
+        if (std::wcscmp(r.component, component) != 0) continue;
+        if (access((std::string("./") + r.moduleFile).c_str(), R_OK) != 0) return r.moduleFile;
+    }
+    return nullptr;
+}
 
 std::string Narrow(const wchar_t* text, int32_t length) {
     std::string out;
@@ -39,8 +61,13 @@ int ProbeCommand(FrameworkHost& host, const std::vector<std::string>& args) {
         SmartPtr<IUnknown> object = host.Create<IUnknown>(cls, IID_IUnknown, &hr);
         std::string name = Narrow(cls, static_cast<int32_t>(wcslen(cls)));
         if (!object) {
-            std::printf("%-18s cannot be created: %s\n", name.c_str(), ResultText(hr).c_str());
-            ++failures;
+            if (const char* missing = MissingModuleOf(cls)) {
+                std::printf("%-18s not created (%s): it needs ./%s, which is not in this folder\n", name.c_str(),
+                            ResultText(hr).c_str(), missing);
+            } else {
+                std::printf("%-18s cannot be created: %s\n", name.c_str(), ResultText(hr).c_str());
+                ++failures;
+            }
             continue;
         }
         std::string reported = "?";
