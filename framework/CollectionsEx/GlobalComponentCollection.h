@@ -28,8 +28,8 @@ public:
     HRESULT RegisterCreateFunction(tagREFString className, void* creator) override;
 
 private:
-    /// The creation function for a class name (2.2 of the contract's rules:
-    /// registered, dotted, class table, "<Name>.so").
+    /// The creation function for a class name: a registered name, else a
+    /// dotted "Module.Class[.Version]", else the class table, else "<Name>.so".
     HRESULT Resolve(tagREFString className, CreateInstanceFunction* create);
     /// The CreateFunction entry of module `module` ("./<module>.so"), loading
     /// the file and initialising the module the first time.
