@@ -106,12 +106,7 @@ protected:
     void SetUp() override {
         module = LoadModule("LUMCamcorder");
         ASSERT_NE(module.initialize, nullptr);
-        host = MakeFake<FakeCollection>();
-        host->Set(L"LUMStack", &CObject<FakeStack>::_CreateInstance);
-        host->Set(L"LUMArchive", &CObject<FakeArchive>::_CreateInstance);
-        host->Set(L"FileNameCollection", &CObject<FakeFileNames>::_CreateInstance);
-        host->Set(L"ExtCollection", &CObject<FakeFileNames>::_CreateInstance);
-        host->Set(L"LUMImageCANVAS", &CObject<FakeCanvas>::_CreateInstance);
+        host = MakeComponentHost();
         module.initialize(nullptr, host.Get());
         baseline = LiveFakes();
     }

@@ -87,3 +87,13 @@ void FakeCollection::Set(const wchar_t* className, CreateInstanceFunction creato
     lock_guard<mutex> lock(m_Mutex);
     m_Classes[className] = creator;
 }
+
+SmartPtr<FakeCollection> MakeComponentHost() {
+    SmartPtr<FakeCollection> host = MakeFake<FakeCollection>();
+    host->Set(L"LUMStack", &CObject<FakeStack>::_CreateInstance);
+    host->Set(L"LUMArchive", &CObject<FakeArchive>::_CreateInstance);
+    host->Set(L"FileNameCollection", &CObject<FakeFileNames>::_CreateInstance);
+    host->Set(L"ExtCollection", &CObject<FakeFileNames>::_CreateInstance);
+    host->Set(L"LUMImageCANVAS", &CObject<FakeCanvas>::_CreateInstance);
+    return host;
+}

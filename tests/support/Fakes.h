@@ -198,3 +198,8 @@ SmartPtr<T> MakeFake() {
     CObject<T>::_CreateInstance(nullptr, &IID_IUnknown, &unknown);
     return SmartPtr<T>::Adopt(static_cast<T*>(static_cast<CObject<T>*>(static_cast<IUnknown*>(unknown))));
 }
+
+/// A host collection resolving every framework class the components create at
+/// construction ("LUMStack", "LUMArchive", "FileNameCollection",
+/// "ExtCollection", "LUMImageCANVAS") with the fakes above.
+SmartPtr<FakeCollection> MakeComponentHost();
