@@ -7,6 +7,7 @@ packages=(
   build-essential cmake ninja-build pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
   binutils libxml2-utils
+  libjpeg62-turbo-dev libpng-dev
 )
 
 missing=()
