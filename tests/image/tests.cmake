@@ -1,0 +1,16 @@
+# The imaging modules "LUMImage" and "LUMArch", driven through their
+# interfaces; the camera and the stack from several threads.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(LUM_TEST_PNG REQUIRED IMPORTED_TARGET libpng)
+
+add_library(lum_image_test_support STATIC image/ImageTestSupport.cpp)
+target_link_libraries(lum_image_test_support PUBLIC lum_kit_test_support)
+
+lum_add_test(image_test
+  SOURCES image/ImageTests.cpp image/ArchiveTests.cpp
+  LIBS lum_image_test_support PkgConfig::LUM_TEST_PNG)
+
+lum_add_test(image_concurrency_test
+  SOURCES image/CameraTests.cpp
+  LIBS lum_image_test_support
+  LABELS concurrent)
