@@ -21,7 +21,6 @@ struct DATETIME {
 class CDateTimer : public DATETIME {
 public:
     CDateTimer() = default;
-    virtual ~CDateTimer() = default;
 
     /// Reads the clock into the system time and every field (local time).
     virtual HRESULT Reset();
@@ -37,6 +36,8 @@ public:
     /// Reads what Save writes; a missing value leaves its field unchanged
     /// and makes the result S_FALSE. Values are taken without range checks.
     virtual HRESULT Load(IDataStream* stream, int32_t flags);
+    /// Declared after the four operations, so that they keep the first slots.
+    virtual ~CDateTimer() = default;
 
     /// The system time that Reset last read.
     int64_t m_SystemTime = 0;
