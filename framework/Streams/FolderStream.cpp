@@ -268,7 +268,7 @@ HRESULT CFolderStream::ReadObject(IString* key, IUnknown** object) {
     std::wstring name;
     if (!StreamsKeyText(key, name)) return E_POINTER;
     const FolderEntry* found = FindKeyed(name);
-    if (!found || found->kind != FolderEntryKind::Object) return E_FAIL;
+    if (!found || found->kind != FolderEntryKind::Object || !StreamsIsClassName(found->text)) return E_FAIL;
     SmartPtr<IDataPersist> persist = KitCreate<IDataPersist>(found->text.c_str(), IID_IDataPersist);
     if (!persist) return E_FAIL;
     SmartPtr<CFolderStream> nested;

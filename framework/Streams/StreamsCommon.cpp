@@ -8,8 +8,8 @@
 
 #include "framework/common/KitText.h"
 
-// Deliberately not of the shape a name produces (byte 15 would be 0 for any
-// name of up to 25 characters).
+// Bit 127 is set, which no name produces: 25 characters of 5 bits reach bit
+// 125 at most.
 const IID IID_StreamsXMLFolder = {0x5d3c8a17e4b26f09ull, 0xa1c4e7f2903b5d68ull};
 
 bool StreamsKeyText(IString* key, std::wstring& out) {
@@ -29,6 +29,13 @@ bool StreamsIsElementName(std::wstring_view tag) {
             break;
         }
     }
+    return true;
+}
+
+bool StreamsIsClassName(std::wstring_view name) {
+    if (name.empty()) return false;
+    for (wchar_t c : name)
+        if (c < 32 || c == 127 || c == L'/') return false;
     return true;
 }
 

@@ -27,6 +27,11 @@ bool StreamsKeyText(IString* key, std::wstring& out);
 /// (< > & " ' = /). Names beginning with a digit are allowed.
 bool StreamsIsElementName(std::wstring_view tag);
 
+/// Whether a class name read back from a stream may be handed to the
+/// collection: not empty, no control characters, no "/" (a stored name must
+/// not reach module files outside the working directory).
+bool StreamsIsClassName(std::wstring_view name);
+
 /// `&`, `<`, `>` as `&amp;`, `&lt;`, `&gt;`; everything else unchanged.
 void StreamsAppendEscaped(std::wstring& out, std::wstring_view text);
 /// As above, plus `"` as `&quot;`, for attribute values in double quotes.

@@ -155,7 +155,7 @@ HRESULT XmlFolderAccess::ReadObject(IString* key, IUnknown** object) {
     if (!StreamsKeyText(key, name)) return E_POINTER;
     std::shared_ptr<const XmlNode> keep;
     const XmlNode* found = FirstChild(ReadNode(keep), name, IsObject);
-    if (!found) return E_FAIL;
+    if (!found || !StreamsIsClassName(found->className)) return E_FAIL;
     SmartPtr<IDataPersist> persist =
         KitCreate<IDataPersist>(found->className.c_str(), IID_IDataPersist);
     if (!persist) return E_FAIL;
