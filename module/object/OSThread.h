@@ -16,6 +16,7 @@ public:
     /// Waits for the thread to end; E_FAIL when it was never started.
     HRESULT Join();
     bool Started() const { return m_Started; }
+    pthread_t Handle() const { return m_Handle; }
 
 private:
     pthread_t m_Handle{};
