@@ -25,6 +25,25 @@ const InterfaceEntry<ForeignImage> ForeignImage::kInterfaces[] = {
 
 namespace {
 
+TEST(ImagingModules, EachCreatesExactlyItsClassesAndEveryObjectReportsItsName) {
+    const std::pair<std::string, std::vector<const wchar_t*>> modules[] = {
+        {"LUMImage", {L"LUMImageDIB", L"LUMImageCANVAS", L"LUMStack", L"LUMTestCamera"}},
+        {"LUMArch", {L"LUMArchive", L"LUMFileEx"}},
+    };
+    for (const auto& [file, classes] : modules) {
+        LoadedModule module = LoadModule(file);
+        for (const wchar_t* name : classes) {
+            SmartPtr<IObjectInfo> info = CreateFrom<IObjectInfo>(module, name, IID_IObjectInfo);
+            ASSERT_TRUE(info) << file;
+            tagREFString reported{};
+            ASSERT_EQ(S_OK, info->GetName(0, &reported));
+            EXPECT_EQ(std::wstring(name), std::wstring(reported.text, size_t(reported.length)));
+        }
+        EXPECT_EQ(nullptr, CreatorOf(module, L"LUMImage"));
+        EXPECT_EQ(nullptr, CreatorOf(module, file == "LUMImage" ? L"LUMArchive" : L"LUMStack"));
+    }
+}
+
 TEST(ImageDIB, CreateGivesZeroedRowsWhoseStrideIsTheRowRoundedUpToFour) {
     SmartPtr<ILUMImageDIB> image = CreateByName<ILUMImageDIB>(L"LUMImageDIB", IID_ILUMImageDIB);
     ASSERT_TRUE(image);
