@@ -6,11 +6,12 @@
 #include <algorithm>
 #include <csetjmp>
 #include <cstdio>
+#include <cstdlib>
 
 #include <jerror.h>
 #include <jpeglib.h>
 
-#include "framework/LUMArch/ImageCodec.h"
+#include "framework/LUMArch/JpegCodec.h"
 #include "framework/LUMImage/Pixels.h"
 
 namespace {
@@ -97,7 +98,104 @@ void DestinationEnd(j_compress_ptr codec) {
     if (used && std::fwrite(destination->buffer, 1, used, destination->file) != used) ERREXIT(codec, JERR_FILE_WRITE);
 }
 
+// Output into a JpegBlock, doubled with realloc when full.
+struct MemoryDestination {
+    jpeg_destination_mgr base;
+    JpegBlock* block;
+};
+
+// First size of an empty block; most frames fit at once.
+constexpr size_t kFirstBlock = size_t(1) << 16;
+
+void MemoryStart(j_compress_ptr codec) {
+    auto* destination = reinterpret_cast<MemoryDestination*>(codec->dest);
+    JpegBlock& block = *destination->block;
+    block.size = 0;
+    if (block.capacity == 0) {
+        block.data = static_cast<uint8_t*>(std::malloc(kFirstBlock));
+        if (!block.data) ERREXIT1(codec, JERR_OUT_OF_MEMORY, 0);
+        block.capacity = kFirstBlock;
+    }
+    destination->base.next_output_byte = block.data;
+    destination->base.free_in_buffer = block.capacity;
+}
+
+boolean MemoryFull(j_compress_ptr codec) {
+    auto* destination = reinterpret_cast<MemoryDestination*>(codec->dest);
+    JpegBlock& block = *destination->block;
+    // The library calls this only when the whole block is used.
+    const size_t used = block.capacity;
+    auto* grown = static_cast<uint8_t*>(std::realloc(block.data, used * 2));
+    if (!grown) ERREXIT1(codec, JERR_OUT_OF_MEMORY, 0);
+    block.data = grown;
+    block.capacity = used * 2;
+    destination->base.next_output_byte = block.data + used;
+    destination->base.free_in_buffer = block.capacity - used;
+    return TRUE;
+}
+
+void MemoryEnd(j_compress_ptr codec) {
+    auto* destination = reinterpret_cast<MemoryDestination*>(codec->dest);
+    JpegBlock& block = *destination->block;
+    block.size = block.capacity - destination->base.free_in_buffer;
+}
+
+// Codes `image` into the destination manager, whose callbacks may jump out
+// through the error handler.
+HRESULT Compress(jpeg_destination_mgr* destination, const ImageView& image, int quality) {
+    jpeg_compress_struct codec;
+    JpegError error;
+    codec.err = &error.base;
+    InstallErrorHandler(error);
+    if (setjmp(error.jump)) {
+        jpeg_destroy_compress(&codec);
+        return E_FAIL;
+    }
+    jpeg_create_compress(&codec);
+    codec.dest = destination;
+
+    codec.image_width = static_cast<JDIMENSION>(image.width);
+    codec.image_height = static_cast<JDIMENSION>(image.height);
+    // The library reads blue, green, red (and an ignored fourth byte) itself,
+    // so rows go in exactly as the image holds them.
+    switch (image.bits) {
+        case 8:
+            codec.input_components = 1;
+            codec.in_color_space = JCS_GRAYSCALE;
+            break;
+        case 24:
+            codec.input_components = 3;
+            codec.in_color_space = JCS_EXT_BGR;
+            break;
+        default:
+            codec.input_components = 4;
+            codec.in_color_space = JCS_EXT_BGRX;
+            break;
+    }
+    jpeg_set_defaults(&codec);  // gray input gives a single-component gray file
+    jpeg_set_quality(&codec, quality, TRUE);
+    if (image.bits != 8 && quality >= 90) {
+        // Full-resolution colour at high quality (4:4:4).
+        codec.comp_info[0].h_samp_factor = 1;
+        codec.comp_info[0].v_samp_factor = 1;
+    }
+    jpeg_start_compress(&codec, TRUE);
+    JSAMPROW rows[kRowBatch];
+    while (codec.next_scanline < codec.image_height) {
+        const JDIMENSION first = codec.next_scanline;
+        const JDIMENSION batch = std::min<JDIMENSION>(kRowBatch, codec.image_height - first);
+        for (JDIMENSION i = 0; i < batch; ++i)
+            rows[i] = const_cast<JSAMPROW>(image.Row(static_cast<int32_t>(first + i)));
+        jpeg_write_scanlines(&codec, rows, batch);
+    }
+    jpeg_finish_compress(&codec);
+    jpeg_destroy_compress(&codec);
+    return S_OK;
+}
+
 }  // namespace
+
+JpegBlock::~JpegBlock() { std::free(data); }
 
 HRESULT DecodeJpeg(const uint8_t* data, size_t size, ImageTarget& target) {
     jpeg_decompress_struct codec;
@@ -162,58 +260,22 @@ HRESULT DecodeJpeg(const uint8_t* data, size_t size, ImageTarget& target) {
 }
 
 HRESULT EncodeJpeg(std::FILE* file, const ImageView& image, int quality) {
-    jpeg_compress_struct codec;
-    JpegError error;
-    codec.err = &error.base;
-    InstallErrorHandler(error);
     FileDestination destination;
-    if (setjmp(error.jump)) {
-        jpeg_destroy_compress(&codec);
-        return E_FAIL;
-    }
-    jpeg_create_compress(&codec);
     destination.base.init_destination = DestinationStart;
     destination.base.empty_output_buffer = DestinationFull;
     destination.base.term_destination = DestinationEnd;
     destination.file = file;
     destination.buffer = nullptr;
-    codec.dest = &destination.base;
+    return Compress(&destination.base, image, quality);
+}
 
-    codec.image_width = static_cast<JDIMENSION>(image.width);
-    codec.image_height = static_cast<JDIMENSION>(image.height);
-    // The library reads blue, green, red (and an ignored fourth byte) itself,
-    // so rows go in exactly as the image holds them.
-    switch (image.bits) {
-        case 8:
-            codec.input_components = 1;
-            codec.in_color_space = JCS_GRAYSCALE;
-            break;
-        case 24:
-            codec.input_components = 3;
-            codec.in_color_space = JCS_EXT_BGR;
-            break;
-        default:
-            codec.input_components = 4;
-            codec.in_color_space = JCS_EXT_BGRX;
-            break;
-    }
-    jpeg_set_defaults(&codec);  // gray input gives a single-component gray file
-    jpeg_set_quality(&codec, quality, TRUE);
-    if (image.bits != 8 && quality >= 90) {
-        // Full-resolution colour at high quality (4:4:4).
-        codec.comp_info[0].h_samp_factor = 1;
-        codec.comp_info[0].v_samp_factor = 1;
-    }
-    jpeg_start_compress(&codec, TRUE);
-    JSAMPROW rows[kRowBatch];
-    while (codec.next_scanline < codec.image_height) {
-        const JDIMENSION first = codec.next_scanline;
-        const JDIMENSION batch = std::min<JDIMENSION>(kRowBatch, codec.image_height - first);
-        for (JDIMENSION i = 0; i < batch; ++i)
-            rows[i] = const_cast<JSAMPROW>(image.Row(static_cast<int32_t>(first + i)));
-        jpeg_write_scanlines(&codec, rows, batch);
-    }
-    jpeg_finish_compress(&codec);
-    jpeg_destroy_compress(&codec);
-    return S_OK;
+HRESULT EncodeJpegToMemory(const ImageView& image, int quality, JpegBlock& out) {
+    MemoryDestination destination;
+    destination.base.init_destination = MemoryStart;
+    destination.base.empty_output_buffer = MemoryFull;
+    destination.base.term_destination = MemoryEnd;
+    destination.block = &out;
+    const HRESULT hr = Compress(&destination.base, image, quality);
+    if (hr < 0) out.size = 0;
+    return hr;
 }
