@@ -113,7 +113,7 @@ HRESULT CLUMCamcorder::StopLive() {
         RaiseLiveStop();
         Unlock();
     } else if (state == CameraStateRecording) {
-        m_State = CameraStateIdle;
+        m_State.StoreRelease(CameraStateIdle);  // see StopRecording
     }
     return S_OK;
 }

@@ -167,7 +167,9 @@ HRESULT CLUMCamcorder::Record(IUnknown* camera) {
 HRESULT CLUMCamcorder::StopRecording() {
     if (m_State == CameraStateRecording) {
         if (m_CameraEvents) m_CameraEvents->Advise(static_cast<_ICameraEvents*>(this), 0);
-        m_State = CameraStateRecorded;
+        // Everything appended to the ring so far is seen by a save thread
+        // that sees the new state.
+        m_State.StoreRelease(CameraStateRecorded);
     }
     return S_OK;
 }
@@ -272,11 +274,14 @@ void CLUMCamcorder::SaveThread() {
         SmartPtr<IUnknown> item;
         if (!m_Stack || m_Stack->RemoveOldest(item.Out()) < 0) {
             // An empty ring while recording is polled again at once.
-            if (m_State == CameraStateRecording) {
+            if (m_State.LoadAcquire() == CameraStateRecording) {
                 if (stop && stop->load(std::memory_order_relaxed)) break;
                 continue;
             }
-            break;
+            // The recording has ended. The image that ended it may have been
+            // appended after the ring was found empty: look once more before
+            // leaving (the state change was published with release order).
+            if (!m_Stack || m_Stack->RemoveOldest(item.Out()) < 0) break;
         }
         SmartPtr<ILUM> image = QueryAs<ILUM>(item.Get(), IID_ILUM);
         if (format == FileFormatAVI) {

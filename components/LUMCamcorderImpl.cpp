@@ -117,7 +117,7 @@ void CLUMCamcorder::FinalRelease() {
         live = std::move(m_Live);
     }
     if (save.thread) {
-        m_State = CameraStateIdle;
+        m_State.StoreRelease(CameraStateIdle);  // see StopRecording
         save.thread->Join();
     }
     if (live.thread) {

@@ -21,6 +21,10 @@ public:
     }
     T operator++() { return m_Value.fetch_add(1, std::memory_order_relaxed) + 1; }
     T operator--() { return m_Value.fetch_sub(1, std::memory_order_relaxed) - 1; }
+    /// A store that publishes everything this thread wrote before it to a
+    /// thread that reads the value with LoadAcquire.
+    void StoreRelease(T value) { m_Value.store(value, std::memory_order_release); }
+    T LoadAcquire() const { return m_Value.load(std::memory_order_acquire); }
     /// The address a parameter record points at.
     void* Address() { return &m_Value; }
 

@@ -1,0 +1,3 @@
+lum_add_test(camcorder_test
+  SOURCES camcorder/CamcorderHost.cpp camcorder/recording_test.cpp camcorder/playback_test.cpp camcorder/settings_test.cpp
+  LABELS concurrent)
