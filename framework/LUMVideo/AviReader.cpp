@@ -69,6 +69,12 @@ bool IsRawCoding(uint32_t code) {
     return code == 0 || code == FourCC("DIB ") || code == FourCC("RGB ") || code == FourCC("RAW ");
 }
 
+// Gray frames named by a code: a single plane of bytes, top-down, rows not
+// padded.
+bool IsGrayCoding(uint32_t code) {
+    return code == FourCC("Y800") || code == FourCC("Y8  ") || code == FourCC("GREY");
+}
+
 // What the walk over the file's chunks found.
 struct Found {
     bool video = false;     // the first video stream was seen
@@ -107,17 +113,20 @@ bool ReadVideoFormat(const Source& source, const Chunk& format, uint32_t handler
         video.coding = AviCoding::Jpeg;
         return true;
     }
-    if (!IsRawCoding(compression) || (bits != 8 && bits != 24 && bits != 32)) return false;
+    const bool gray = IsGrayCoding(compression);
+    if (!gray && (!IsRawCoding(compression) || (bits != 8 && bits != 24 && bits != 32))) return false;
     const int64_t rows = height < 0 ? -height : height;
-    const int64_t rowBytes = (width * bits + 31) / 32 * 4;
+    const int64_t rowBytes = gray ? width : (width * bits + 31) / 32 * 4;
     if (width <= 0 || rows <= 0 || width > INT32_MAX || rows > INT32_MAX ||
         rowBytes * rows > CPixels::kMaxBytes)
         return false;
     video.coding = AviCoding::Raw;
     video.width = static_cast<int32_t>(width);
     video.height = static_cast<int32_t>(rows);
-    video.topDown = height < 0;
-    video.bits = bits;
+    video.topDown = gray || height < 0;
+    video.bits = gray ? 8 : bits;
+    video.rowBytes = rowBytes;
+    if (gray) return true;
     if (bits == 8 && headerSize >= kBitmapHeaderBytes && headerSize < format.size) {
         const uint32_t room = (format.size - headerSize) / 4;
         const uint32_t count = std::min({colours ? colours : 256u, 256u, room});

@@ -32,7 +32,8 @@ struct AviVideo {
     int32_t width = 0;
     int32_t height = 0;  // rows, positive
     bool topDown = false;
-    int32_t bits = 0;  // 8, 24 or 32
+    int32_t bits = 0;       // 8, 24 or 32
+    int64_t rowBytes = 0;   // from one row to the next
     /// 8 bits: the palette as blue, green, red, reserved quads (may be
     /// shorter than 256 entries, or empty).
     std::vector<uint8_t> palette;
@@ -41,5 +42,5 @@ struct AviVideo {
 
 /// Reads the file's structure. E_FAIL when it is not an AVI file, has no
 /// video stream in a supported coding (motion JPEG; uncompressed 8, 24 or
-/// 32 bits), or no frame can be located. `video` is filled only on success.
+/// 32 bits; single-plane gray "Y800"), or no frame can be located. `video` is filled only on success.
 HRESULT ReadAviStructure(int file, uint64_t fileSize, AviVideo& video);

@@ -89,7 +89,7 @@ HRESULT DecodeJpegFrame(std::vector<uint8_t>& frame, SmartPtr<ILUMImageDIB>& ima
 }
 
 HRESULT DecodeRawFrame(const std::vector<uint8_t>& frame, const AviVideo& video, SmartPtr<ILUMImageDIB>& image) {
-    const int64_t rowBytes = (int64_t(video.width) * video.bits + 31) / 32 * 4;
+    const int64_t rowBytes = video.rowBytes;
     if (int64_t(frame.size()) < rowBytes * video.height) return E_FAIL;
 
     // An 8-bit palette of gray entries (or none) keeps the frame gray.

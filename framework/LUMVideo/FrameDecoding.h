@@ -19,8 +19,8 @@ void AddStandardHuffmanTables(std::vector<uint8_t>& frame);
 /// E_FAIL for damaged data or when no image can be made.
 HRESULT DecodeJpegFrame(std::vector<uint8_t>& frame, SmartPtr<ILUMImageDIB>& image);
 
-/// Decodes an uncompressed frame laid out as `video` says: rows padded to 4
-/// bytes, bottom-up unless `video.topDown`. 8-bit frames with a gray (or no)
+/// Decodes an uncompressed frame laid out as `video` says: rows of
+/// `video.rowBytes`, bottom-up unless `video.topDown`. 8-bit frames with a gray (or no)
 /// palette give 8-bit images, others 24 through the palette. E_FAIL when the
 /// frame is too short.
 HRESULT DecodeRawFrame(const std::vector<uint8_t>& frame, const AviVideo& video, SmartPtr<ILUMImageDIB>& image);
