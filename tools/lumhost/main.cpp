@@ -18,6 +18,8 @@ struct Command {
 
 const Command kCommands[] = {
     {"probe", "create every component of the camera module and list what it answers", &ProbeCommand},
+    {"record", "record the synthetic camera to JPEG/BMP files or an AVI (record --help)", &RecordCommand},
+    {"play", "play a recording back through the camcorder (play --help)", &PlayCommand},
 };
 
 void Usage(FILE* out) {
@@ -25,7 +27,7 @@ void Usage(FILE* out) {
                  "usage: lumhost COMMAND [ARGS...]\n"
                  "Run from the folder that holds LUMCamcorder.so and the framework modules.\n\n"
                  "commands:\n");
-    for (const Command& c : kCommands) std::fprintf(out, "  %-8s %s\n", c.name, c.summary);
+    for (const Command& c : kCommands) std::fprintf(out, "  %-7s %s\n", c.name, c.summary);
 }
 
 }  // namespace
