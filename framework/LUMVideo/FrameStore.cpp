@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -76,7 +77,9 @@ HRESULT CFrameStore::Append(const uint8_t* data, size_t size) {
     if (size > UINT32_MAX) return E_FAIL;
     try {
         if (m_Buffer.capacity() < kBufferBytes) m_Buffer.reserve(kBufferBytes);
-        m_Entries.reserve(m_Entries.size() + 1);
+        // Room for the entry first, so that nothing can fail once the bytes
+        // are taken.
+        if (m_Entries.size() == m_Entries.capacity()) m_Entries.reserve(std::max<size_t>(64, 2 * m_Entries.size()));
     } catch (const std::bad_alloc&) {
         return E_FAIL;
     }
