@@ -42,10 +42,16 @@ uint64_t StandardIndexBytes(size_t frames) { return kChunkHeader + kIndexHeaderB
 uint64_t LegacyIndexBytes(size_t frames) { return kChunkHeader + kLegacyEntryBytes * frames; }
 uint64_t FrameChunkBytes(uint32_t size) { return kChunkHeader + Padded(size); }
 
+// The stream list's body after its type: strh, strf and (OpenDML) indx.
+uint64_t StreamListContent(bool openDml, uint32_t superCapacity) {
+    uint64_t content = kChunkHeader + kStreamHeaderBytes + kChunkHeader + kBitmapHeaderBytes;
+    if (openDml) content += kChunkHeader + kIndexHeaderBytes + uint64_t(kSuperEntryBytes) * superCapacity;
+    return content;
+}
+
 uint64_t HeaderListBytes(bool openDml, uint32_t superCapacity) {
-    uint64_t streamList = kListHeader + kChunkHeader + kStreamHeaderBytes + kChunkHeader + kBitmapHeaderBytes;
-    if (openDml) streamList += kChunkHeader + kIndexHeaderBytes + uint64_t(kSuperEntryBytes) * superCapacity;
-    uint64_t list = kListHeader + kChunkHeader + kMainHeaderBytes + streamList;
+    uint64_t list = kListHeader + kChunkHeader + kMainHeaderBytes;
+    list += kListHeader + StreamListContent(openDml, superCapacity);
     if (openDml) list += kListHeader + kChunkHeader + kOdmlHeaderBytes;
     return list;
 }
@@ -209,9 +215,7 @@ void WriteHeaderList(Output& out, const Layout& layout, const AviWriteSettings& 
     out.U32(height);
     out.Zeros(16);
 
-    uint64_t streamList = kChunkHeader + kStreamHeaderBytes + kChunkHeader + kBitmapHeaderBytes;
-    if (layout.openDml) streamList += kChunkHeader + kIndexHeaderBytes + uint64_t(kSuperEntryBytes) * layout.superCapacity;
-    out.List(kList, streamList + 4, kStreamList);
+    out.List(kList, 4 + StreamListContent(layout.openDml, layout.superCapacity), kStreamList);
     out.Chunk(kStreamHeader, kStreamHeaderBytes);
     out.U32(kVideoType);
     out.U32(kMjpg);

@@ -63,7 +63,8 @@ void Stamp(const Pixels& p, int number) {
 int StampOf(const Pixels& p) {
     int number = 0;
     for (int bit = 0; bit < kStampBits; ++bit)
-        if (p.bits[int64_t(p.stride) * (kCell / 2) + (bit * kCell + kCell / 2) * p.bytesPerPixel] > 127) number |= 1 << bit;
+        if (p.bits[int64_t(p.stride) * (kCell / 2) + (bit * kCell + kCell / 2) * p.bytesPerPixel] > 127)
+            number |= 1 << bit;
     return number;
 }
 
@@ -121,7 +122,8 @@ void PrintParts(const char* path) {
     int parts = 0;
     while (fseeko(file, off_t(position), SEEK_SET) == 0 && std::fread(head, 1, 12, file) == 12 &&
            std::memcmp(head, "RIFF", 4) == 0) {
-        const uint32_t size = uint32_t(head[4]) | uint32_t(head[5]) << 8 | uint32_t(head[6]) << 16 | uint32_t(head[7]) << 24;
+        uint32_t size = 0;
+        for (int i = 7; i >= 4; --i) size = size << 8 | head[i];
         std::printf("  RIFF '%.4s' at %llu: %u bytes\n", reinterpret_cast<const char*>(head + 8),
                     static_cast<unsigned long long>(position), size + 8);
         position += 8 + uint64_t(size) + (size & 1);

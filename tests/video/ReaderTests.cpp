@@ -122,7 +122,8 @@ TEST_F(ReaderTest, UncompressedRowsAreTurnedTopDownAndPalettesApplied) {
     // 3 x 2 frames; file rows bottom-up unless the height is negative.
     const std::string bottom = std::string("\x01\x02\x03\x04\x05\x06\x07\x08\x09", 9) + '\0' + '\0' + '\0';
     const std::string top = std::string("\x11\x12\x13\x14\x15\x16\x17\x18\x19", 9) + '\0' + '\0' + '\0';
-    SmartPtr<IFileArchive> reader = LoadBytes(AviFile(VideoStreamList("", 3, 2, 24, 30000, 1001), {Chunk("00db", bottom + top)}));
+    SmartPtr<IFileArchive> reader =
+        LoadBytes(AviFile(VideoStreamList("", 3, 2, 24, 30000, 1001), {Chunk("00db", bottom + top)}));
     ImageBytes frame = BytesOf(FrameOf(reader.Get(), 0).Get());
     EXPECT_EQ(30, RateOf(reader.Get()));
     EXPECT_EQ(top.substr(0, 9), std::string(frame.rows[0].begin(), frame.rows[0].end()));

@@ -77,7 +77,8 @@ int32_t RateOf(IUnknown* avi) {
 SmartPtr<ILUM> FrameOf(IUnknown* collection, int32_t index, HRESULT* result) {
     SmartPtr<IUnknown> item;
     HRESULT hr = E_NOINTERFACE;
-    if (auto simple = QueryAs<ISimpleCollection>(collection, IID_ISimpleCollection)) hr = simple->get_Item(index, item.Out());
+    if (auto simple = QueryAs<ISimpleCollection>(collection, IID_ISimpleCollection))
+        hr = simple->get_Item(index, item.Out());
     if (result) *result = hr;
     return QueryAs<ILUM>(item.Get(), IID_ILUM);
 }
