@@ -8,6 +8,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   binutils libxml2-utils
   libjpeg62-turbo-dev libpng-dev
+  libjpeg-turbo-progs  # djpeg: recorded files are checked with a standard decoder
   ffmpeg  # the video tests check AVI files with ffprobe and read files of ffmpeg
 )
 
