@@ -16,7 +16,8 @@ namespace {
 
 // Index entries read per block.
 constexpr size_t kEntryBlock = 4096;
-// AVIX parts looked at behind the first part.
+// RIFF parts looked at behind the first part, and standard indexes taken
+// from a super index (64 Ki parts of up to 1 GiB: far beyond real files).
 constexpr int kMaxParts = 1 << 16;
 
 // Reads of the file that never reach beyond its end.
@@ -228,36 +229,43 @@ private:
 
 // A standard index ("ix##", or "indx" holding frames directly): entries of
 // data offsets from a base, and sizes whose top bit marks non-key frames.
-void ReadStandardIndex(const Source& source, const Chunk& chunk, Collector& collector) {
+// False once the collector takes no more frames.
+bool ReadStandardIndex(const Source& source, const Chunk& chunk, Collector& collector) {
     uint8_t header[kIndexHeaderBytes];
-    if (chunk.size < kIndexHeaderBytes || !source.Read(chunk.body, header, sizeof header)) return;
+    if (chunk.size < kIndexHeaderBytes || !source.Read(chunk.body, header, sizeof header)) return true;
     const uint32_t entryBytes = 4u * Get16(header);
-    if (header[3] != kIndexOfChunks || entryBytes < kStandardEntryBytes || !collector.Ours(Get32(header + 8))) return;
+    if (header[3] != kIndexOfChunks || entryBytes < kStandardEntryBytes || !collector.Ours(Get32(header + 8)))
+        return true;
     const uint64_t base = Get64(header + 12);
     const uint64_t first = chunk.body + kIndexHeaderBytes;
-    if (first > source.Size()) return;
+    if (first > source.Size()) return true;
     uint64_t count = std::min<uint64_t>(Get32(header + 4), (chunk.size - kIndexHeaderBytes) / entryBytes);
     count = std::min<uint64_t>(count, (source.Size() - first) / entryBytes);
     std::vector<uint8_t> block(kEntryBlock * entryBytes);
     for (uint64_t done = 0; done < count;) {
         const size_t n = static_cast<size_t>(std::min<uint64_t>(kEntryBlock, count - done));
-        if (!source.Read(first + done * entryBytes, block.data(), n * entryBytes)) return;
+        if (!source.Read(first + done * entryBytes, block.data(), n * entryBytes)) return true;
         for (size_t k = 0; k < n; ++k) {
             const uint8_t* entry = block.data() + k * entryBytes;
-            if (!collector.Add(base + Get32(entry), Get32(entry + 4) & ~kNotKeyFrame)) return;
+            if (!collector.Add(base + Get32(entry), Get32(entry + 4) & ~kNotKeyFrame)) return false;
         }
         done += n;
     }
+    return true;
 }
 
 // The OpenDML super index: the standard index chunks in order.
 void ReadSuperIndex(const Source& source, const Chunk& chunk, Collector& collector) {
     uint8_t header[kIndexHeaderBytes];
     if (chunk.size < kIndexHeaderBytes || !source.Read(chunk.body, header, sizeof header)) return;
-    if (header[3] == kIndexOfChunks) return ReadStandardIndex(source, chunk, collector);
+    if (header[3] == kIndexOfChunks) {
+        ReadStandardIndex(source, chunk, collector);
+        return;
+    }
     if (header[3] != kIndexOfIndexes || Get16(header) != 4 || !collector.Ours(Get32(header + 8))) return;
     const uint64_t first = chunk.body + kIndexHeaderBytes;
-    const uint64_t count = std::min<uint64_t>(Get32(header + 4), (chunk.size - kIndexHeaderBytes) / kSuperEntryBytes);
+    const uint64_t count = std::min<uint64_t>({Get32(header + 4), (chunk.size - kIndexHeaderBytes) / kSuperEntryBytes,
+                                               uint64_t(kMaxParts)});
     std::unordered_set<uint64_t> seen;  // each index chunk is read once
     for (uint64_t i = 0; i < count; ++i) {
         uint8_t entry[kSuperEntryBytes];
@@ -265,7 +273,7 @@ void ReadSuperIndex(const Source& source, const Chunk& chunk, Collector& collect
         const uint64_t position = Get64(entry);
         Chunk index;
         if (!seen.insert(position).second || !ReadChunk(source, position, source.Size(), index)) continue;
-        ReadStandardIndex(source, index, collector);
+        if (!ReadStandardIndex(source, index, collector)) return;
     }
 }
 
