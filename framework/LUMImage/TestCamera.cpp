@@ -1,9 +1,11 @@
 #include "framework/LUMImage/TestCamera.h"
 
 #include <chrono>
+#include <cstring>
 #include <new>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "framework/LUMImage/ImageDIB.h"
 
@@ -20,14 +22,24 @@ namespace {
 
 // Pixel (x, y) of frame f: blue x + f, green y + 2f, red x + y (all mod 256;
 // alpha opaque at 32 bits); gray x + y + f. Bytes 0-3 of the top row then
-// carry f, little-endian, so that a receiver can tell frames apart.
+// carry f, little-endian, so that a receiver can tell frames apart. Every
+// byte of the block is written, padding included (with 0), so the block
+// need not be cleared first.
 void PaintPattern(uint8_t* pixels, int32_t stride, int32_t width, int32_t height, int32_t bits, uint32_t f) {
     const int32_t bytes = bits / 8;
+    const int32_t rowBytes = width * bytes;
+    // Gray rows are windows onto one ramp 0, 1, ..., 255, 0, 1, ...: row y
+    // starts at (y + f) mod 256.
+    std::vector<uint8_t> ramp;
+    if (bytes == 1) {
+        ramp.resize(static_cast<size_t>(width) + 256);
+        for (size_t i = 0; i < ramp.size(); ++i) ramp[i] = static_cast<uint8_t>(i);
+    }
     for (int32_t y = 0; y < height; ++y) {
         uint8_t* row = pixels + int64_t(stride) * y;
+        std::memset(row + rowBytes, 0, static_cast<size_t>(stride - rowBytes));
         if (bytes == 1) {
-            const uint32_t base = static_cast<uint32_t>(y) + f;
-            for (int32_t x = 0; x < width; ++x) row[x] = static_cast<uint8_t>(base + static_cast<uint32_t>(x));
+            std::memcpy(row, ramp.data() + ((static_cast<uint32_t>(y) + f) & 0xFF), static_cast<size_t>(width));
             continue;
         }
         const uint8_t green = static_cast<uint8_t>(static_cast<uint32_t>(y) + 2 * f);
@@ -127,23 +139,37 @@ CTestCamera::FrameSettings CTestCamera::NextFrame(uint32_t* number) {
     return FrameSettings{m_Width, m_Height, m_Bits};
 }
 
-HRESULT CTestCamera::Deliver(const FrameSettings& settings, uint32_t number) {
+HRESULT CTestCamera::MakeFrame(const FrameSettings& settings, uint32_t number, SmartPtr<ILUM>& image) {
     SmartPtr<ILUMImageDIB> frame;
     HRESULT hr = CImageDIB::_CreateInstance(nullptr, &IID_ILUMImageDIB, frame.OutVoid());
     if (hr < 0) return hr;
-    if ((hr = frame->Create(settings.width, settings.height, settings.bits)) < 0) return hr;
-    uint8_t* pixels = nullptr;
-    int32_t stride = 0;
-    frame->get_Bits(&pixels);
-    frame->get_Stride(&stride);
-    PaintPattern(pixels, stride, settings.width, settings.height, settings.bits, number);
-    SmartPtr<ILUM> image(frame.Get());
+    // The pattern covers every byte, so the block is taken uncleared.
+    CPixels& pixels = static_cast<CImageDIB*>(frame.Get())->Pixels();
+    if ((hr = pixels.Allocate(settings.width, settings.height, settings.bits, false)) < 0) return hr;
+    PaintPattern(pixels.Data(), pixels.Stride(), settings.width, settings.height, settings.bits, number);
+    image.Assign(frame.Get());
+    return S_OK;
+}
+
+HRESULT CTestCamera::Deliver(const FrameSettings& settings, uint32_t number) {
+    SmartPtr<ILUM> image;
+    HRESULT hr = MakeFrame(settings, number, image);
+    if (hr < 0) return hr;
     {
         std::lock_guard<std::mutex> guard(m_Lock);
         m_LastFrame = image;
+        m_FramePending = false;
     }
     Fire_ImageGrabbed(PrimaryUnknown(), image.Get(), static_cast<int32_t>(number));
     return S_OK;
+}
+
+void CTestCamera::Skip(const FrameSettings& settings, uint32_t number) {
+    std::lock_guard<std::mutex> guard(m_Lock);
+    m_LastFrame = nullptr;
+    m_Pending = settings;
+    m_PendingNumber = number;
+    m_FramePending = true;
 }
 
 HRESULT CTestCamera::Grab(int32_t /*mode*/, int16_t /*option*/, IUnknown* /*reserved*/) {
@@ -179,7 +205,12 @@ void CTestCamera::LiveLoop() {
             settings = NextFrame(&number);
             ++m_RunFrames;
         }
-        Deliver(settings, number);
+        // Without sinks nobody sees the frame now: it is only painted if
+        // get_Image asks for it before the next one.
+        if (GetAdviseCount() > 0)
+            Deliver(settings, number);
+        else
+            Skip(settings, number);
         bool end = false;
         {
             std::lock_guard<std::mutex> guard(m_Lock);
@@ -266,6 +297,7 @@ HRESULT CTestCamera::get_Image(int32_t /*index*/, ILUM** image) {
     if (!image) return E_POINTER;
     *image = nullptr;
     std::lock_guard<std::mutex> guard(m_Lock);
+    if (m_FramePending && MakeFrame(m_Pending, m_PendingNumber, m_LastFrame) >= 0) m_FramePending = false;
     if (!m_LastFrame) return E_FAIL;
     m_LastFrame.CopyTo(image);
     return S_OK;

@@ -10,6 +10,10 @@
 // which is why the class counts its references itself instead of using
 // CObject. When the last reference goes on the live thread (a sink let go
 // of the camera inside the event), the thread is detached and ends by itself.
+//
+// A live frame produced while no sink is advised is numbered and becomes the
+// last frame, but is painted only when get_Image asks for it: a camera left
+// running without subscribers costs next to nothing.
 #pragma once
 
 #include <atomic>
@@ -84,8 +88,12 @@ private:
     bool OnLiveThread();
     /// Settings of the next frame and its number. Call with m_Lock held.
     FrameSettings NextFrame(uint32_t* number);
+    /// A new image painted with frame `number`.
+    static HRESULT MakeFrame(const FrameSettings& settings, uint32_t number, SmartPtr<ILUM>& image);
     /// Paints frame `number`, keeps it as the last frame and fires it.
     HRESULT Deliver(const FrameSettings& settings, uint32_t number);
+    /// Records frame `number` as the last frame without painting it.
+    void Skip(const FrameSettings& settings, uint32_t number);
     void LiveLoop();
 
     std::atomic<int32_t> m_Refs{1};
@@ -104,6 +112,9 @@ private:
     uint32_t m_FramesMade = 0;
     int32_t m_RunFrames = 0;  // frames of the current Live run
     SmartPtr<ILUM> m_LastFrame;
+    bool m_FramePending = false;  // the last frame is m_PendingNumber, not painted yet
+    FrameSettings m_Pending{0, 0, 0};
+    uint32_t m_PendingNumber = 0;
     std::thread m_Thread;
     std::thread::id m_ThreadId;  // of m_Thread until it is joined
     bool m_Live = false;

@@ -130,6 +130,24 @@ TEST(TestCamera, LiveRunsOnItsOwnThreadUntilStoppedOrTheFrameLimit) {
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(5 * 20));
 }
 
+TEST(TestCamera, LiveFramesWithoutSinksAreStillNumberedAndGetImageShowsTheLast) {
+    SmartPtr<ICamera> camera = MakeCamera();
+    camera->Control(4, 1000);
+    camera->Control(5, 20);
+    ASSERT_EQ(S_OK, camera->Live());
+    ASSERT_TRUE(WaitFor([&] { return Parameter(camera.Get(), 10) == 0; }));
+    int32_t made = 0;
+    camera->get_NumberOfFrames(&made);
+    EXPECT_EQ(20, made);
+    SmartPtr<ILUM> last, again;
+    ASSERT_EQ(S_OK, camera->get_Image(0, last.Out()));
+    ASSERT_EQ(S_OK, camera->get_Image(0, again.Out()));
+    EXPECT_EQ(last.Get(), again.Get());
+    ImageBytes bytes = BytesOf(last.Get());
+    EXPECT_EQ((std::vector<uint8_t>{20, 0, 0, 0}), std::vector<uint8_t>(bytes.rows[0].begin(), bytes.rows[0].begin() + 4));
+    EXPECT_EQ(Pattern(24, 5, 7, 20), bytes.rows[7][5]);
+}
+
 TEST(TestCamera, StopLiveFromInsideASinkEndsTheRunAfterThatFrame) {
     SmartPtr<ICamera> camera = MakeCamera();
     SmartPtr<RecordingSink> sink = Advised(camera.Get());
