@@ -5,6 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cwchar>
+#include <filesystem>
+
+#include "lum/lum.h"
 
 Options::Options(const std::vector<std::string>& args, const std::set<std::string>& known,
                  const std::set<std::string>& switches) {
@@ -112,4 +115,17 @@ std::wstring Widen(const std::string& text) {
     if (count == static_cast<size_t>(-1)) return std::wstring(text.begin(), text.end());
     wide.resize(count);
     return wide;
+}
+
+std::wstring SetRecordingFiles(ILUMCamcorder* camcorder, const std::string& folder, bool hasBase,
+                               const std::string& base, int format) {
+    std::wstring path = Widen(std::filesystem::absolute(folder).lexically_normal().string());
+    if (path.size() > 1 && path.back() == L'/') path.pop_back();
+    camcorder->put_Path(tagREFString{static_cast<int32_t>(path.size()), path.data()});
+    if (hasBase) {
+        std::wstring wide = Widen(base);
+        camcorder->put_BaseFileName(tagREFString{static_cast<int32_t>(wide.size()), wide.data()});
+    }
+    camcorder->put_FileFormat(static_cast<FileFormatConstants>(format));
+    return path;
 }

@@ -48,3 +48,10 @@ private:
 
 /// Wide text of a narrow command-line argument.
 std::wstring Widen(const std::string& text);
+
+struct ILUMCamcorder;
+/// Points a camcorder at its files: the folder (absolute, without a trailing
+/// "/"), the base name when one is given, and the file format. Returns the
+/// folder as the camcorder holds it.
+std::wstring SetRecordingFiles(ILUMCamcorder* camcorder, const std::string& folder, bool hasBase,
+                               const std::string& base, int format);

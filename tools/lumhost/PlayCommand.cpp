@@ -73,14 +73,8 @@ int PlayCommand(FrameworkHost& host, const std::vector<std::string>& args) {
         std::fprintf(stderr, "lumhost play: cannot create the camcorder\n");
         return 1;
     }
-    std::wstring path = Widen(std::filesystem::absolute(folder).lexically_normal().string());
-    if (path.size() > 1 && path.back() == L'/') path.pop_back();
-    camcorder->put_Path(tagREFString{static_cast<int32_t>(path.size()), path.data()});
-    if (options.Has("base")) {
-        std::wstring base = Widen(options.Text("base", ""));
-        camcorder->put_BaseFileName(tagREFString{static_cast<int32_t>(base.size()), base.data()});
-    }
-    camcorder->put_FileFormat(static_cast<FileFormatConstants>(format));
+    const std::wstring path =
+        SetRecordingFiles(camcorder.Get(), folder, options.Has("base"), options.Text("base", ""), format);
     camcorder->put_PlayBackSpeed(fps);
     SmartPtr<IMMControlEx> player = camcorder.As<IMMControlEx>(IID_IMMControlEx);
     const int32_t last = camcorder->GetLastFileIndex();

@@ -81,14 +81,8 @@ int RecordCommand(FrameworkHost& host, const std::vector<std::string>& args) {
     camera->Control(3, kBits[bits]);
     camera->Control(4, fps);
 
-    std::wstring path = Widen(std::filesystem::absolute(folder).lexically_normal().string());
-    if (path.size() > 1 && path.back() == L'/') path.pop_back();
-    camcorder->put_Path(tagREFString{static_cast<int32_t>(path.size()), path.data()});
-    if (options.Has("base")) {
-        std::wstring base = Widen(options.Text("base", ""));
-        camcorder->put_BaseFileName(tagREFString{static_cast<int32_t>(base.size()), base.data()});
-    }
-    camcorder->put_FileFormat(static_cast<FileFormatConstants>(format));
+    const std::wstring path =
+        SetRecordingFiles(camcorder.Get(), folder, options.Has("base"), options.Text("base", ""), format);
     camcorder->put_RecordOptions(recordOptions);
     camcorder->put_RecordasSeparateThreadDelayTime(0);
     camcorder->put_RecordRate(rate);
