@@ -52,6 +52,11 @@ protected:
         // another thread has just destroyed.
         int32_t remaining = m_RefCount.fetch_sub(1) - 1;
         if (remaining != 0) return static_cast<uint32_t>(remaining);
+        // Teardown may hand the object to others, who AddRef and Release it
+        // (an event source asking a sink for its identity while the sink
+        // unadvises itself): park the count far from zero so that those
+        // calls can never start a second destruction.
+        m_RefCount.store(kDestroying, std::memory_order_relaxed);
         T* self = static_cast<T*>(this);
         self->FinalRelease();
         delete self;
@@ -59,6 +64,7 @@ protected:
     }
 
 private:
+    static constexpr int32_t kDestroying = 1 << 30;
     std::atomic<int32_t> m_RefCount{1};
 };
 

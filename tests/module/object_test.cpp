@@ -158,3 +158,36 @@ TEST(OSThreadTest, RunsItsRoutineAndJoins) {
 }
 
 }  // namespace
+
+namespace {
+
+// An object whose teardown hands itself out: FinalRelease lets another
+// object AddRef and Release it, as an event source does when the object
+// unadvises itself. Destruction must still happen exactly once.
+class SelfReleasing final : public CObject<SelfReleasing>, public IDataPersist {
+    LUM_OBJECT_UNKNOWN(SelfReleasing)
+public:
+    static inline int s_Destroyed = 0;
+    ~SelfReleasing() { ++s_Destroyed; }
+    void FinalRelease() override {
+        SmartPtr<IUnknown> identity;
+        QueryInterface(IID_IUnknown, identity.OutVoid());  // count 0 -> 1 -> 0 again
+    }
+    HRESULT Save(IDataStream*, int32_t) override { return S_OK; }
+    HRESULT Load(IDataStream*, int32_t) override { return S_OK; }
+};
+
+const InterfaceEntry<SelfReleasing> SelfReleasing::kInterfaces[] = {
+    InterfaceEntry<SelfReleasing>::Of<IDataPersist>(IID_IDataPersist),
+    InterfaceEntry<SelfReleasing>::End(),
+};
+
+TEST(ObjectModelTeardown, ReferencesTakenDuringFinalReleaseDoNotDestroyTwice) {
+    IDataPersist* persist = nullptr;
+    ASSERT_EQ(CObject<SelfReleasing>::_CreateInstance(nullptr, &IID_IDataPersist, reinterpret_cast<void**>(&persist)),
+              S_OK);
+    EXPECT_EQ(persist->Release(), 0u);
+    EXPECT_EQ(SelfReleasing::s_Destroyed, 1);
+}
+
+}  // namespace
