@@ -9,3 +9,4 @@ class FrameworkHost;
 int ProbeCommand(FrameworkHost& host, const std::vector<std::string>& args);
 int RecordCommand(FrameworkHost& host, const std::vector<std::string>& args);
 int PlayCommand(FrameworkHost& host, const std::vector<std::string>& args);
+int StackCommand(FrameworkHost& host, const std::vector<std::string>& args);

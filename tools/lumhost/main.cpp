@@ -20,6 +20,7 @@ const Command kCommands[] = {
     {"probe", "create every component of the camera module and list what it answers", &ProbeCommand},
     {"record", "record the synthetic camera to JPEG/BMP files or an AVI (record --help)", &RecordCommand},
     {"play", "play a recording back through the camcorder (play --help)", &PlayCommand},
+    {"stack", "record into a stack and save it, or load and play a stack (stack --help)", &StackCommand},
 };
 
 void Usage(FILE* out) {
