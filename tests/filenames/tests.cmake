@@ -8,3 +8,8 @@ lum_add_test(filenames_watch_test
   SOURCES filenames/WatchTests.cpp
   LIBS lum_image_test_support
   LABELS concurrent)
+
+lum_add_test(uipages_test
+  SOURCES filenames/PagesTests.cpp
+  LIBS lum_image_test_support
+  LABELS concurrent)
