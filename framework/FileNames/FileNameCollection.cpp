@@ -132,7 +132,8 @@ void CFileNameCollection::Shutdown() {
 
 bool CFileNameCollection::OnWatchThread() {
     std::lock_guard<std::mutex> guard(m_Lock);
-    return m_ThreadId != std::thread::id() && m_ThreadId == std::this_thread::get_id();
+    // A thread that left its loop may see its identifier reused.
+    return !m_LoopEnded && m_ThreadId != std::thread::id() && m_ThreadId == std::this_thread::get_id();
 }
 
 void CFileNameCollection::Wake() {
@@ -552,11 +553,12 @@ void CFileNameCollection::WatchLoop() {
             if (m_StopRequested || generation != m_Generation) continue;
         }
 
-        ExtTable table = TableRows();
         std::vector<ListedFile> complete;
         if (watch) {
             FolderWatch::Changes changes;
             watch->Read(changes);
+            if (changes.complete.empty() && !changes.lost && !changes.gone) continue;
+            ExtTable table = TableRows();
             if (changes.lost || changes.gone) {
                 // Events were dropped: every file not listed yet is taken.
                 ListFolder(target, table, complete);
@@ -570,7 +572,7 @@ void CFileNameCollection::WatchLoop() {
             if (changes.gone) watch.reset();
         } else {
             std::vector<ListedFile> files;
-            ListFolder(target, table, files);
+            ListFolder(target, TableRows(), files);
             std::unordered_map<std::wstring, int64_t> sizes;
             for (ListedFile& file : Unlisted(std::move(files))) {
                 auto seen = growing.find(file.fullName);
