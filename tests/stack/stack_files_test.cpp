@@ -39,7 +39,8 @@ protected:
         for (int32_t i = 0; i < Count(); ++i) {
             SmartPtr<ILUM> image;
             stack->get_Image(i, image.Out());
-            frames.push_back(residue ? Residue(image.Get()) : FrameNumberOf(image.Get()));
+            if (!image) frames.push_back(-1);
+            else frames.push_back(residue ? Residue(image.Get()) : FrameNumberOf(image.Get()));
         }
         return frames;
     }
@@ -123,6 +124,56 @@ TEST_F(StackFiles, BadFilesLeaveTheStackUsable) {
     EXPECT_EQ(Count(), 0);
     RecordFrames(2);
     EXPECT_EQ(Count(), 2);
+}
+
+TEST_F(StackFiles, TruncatedAviGivesTheFramesBeforeTheCut) {
+    NewStack();
+    RecordFrames(11, 8, 64, 32);
+    const fs::path avi = folder / "cut.avi";
+    SaveTo(avi.wstring());  // ten frames: 11 down to 2
+    ASSERT_TRUE(fs::exists(avi));
+    fs::resize_file(avi, fs::file_size(avi) * 6 / 10);
+    NewStack();
+    EXPECT_EQ(LoadFrom(avi.wstring()), S_OK);
+    std::vector<int32_t> frames = StackFrames(true);
+    ASSERT_GT(frames.size(), 2u);
+    ASSERT_LT(frames.size(), 10u);
+    for (size_t i = 0; i < frames.size(); ++i) EXPECT_EQ(frames[i], 11 - static_cast<int32_t>(i)) << i;
+}
+
+TEST_F(StackFiles, LoadsEveryImageOfAFolderInNameOrder) {
+    // Three formats, one file of another kind, and a corrupt image.
+    SmartPtr<ICamera> camera = NewCamera(32, 24, 8);
+    SmartPtr<ILUMArchive> archive = CreateByName<ILUMArchive>(L"LUMArchive", IID_ILUMArchive);
+    const char* names[] = {"a.jpg", "b.png", "c.bmp"};
+    for (const char* name : names) {
+        camera->Grab(0, 0, nullptr);
+        SmartPtr<ILUM> image;
+        camera->get_Image(0, image.Out());
+        ASSERT_EQ(archive->Write(Text((folder / name).wstring()).Get(), image.Get(), 100), S_OK);
+    }
+    { std::ofstream(folder / "notes.txt") << "not an image"; }
+    { std::ofstream(folder / "d.jpg") << "corrupt"; }
+
+    NewStack();
+    ASSERT_EQ(LoadFrom(folder.wstring()), S_OK);
+    ASSERT_EQ(Count(), 4) << "every listed image file is an entry";
+    EXPECT_EQ(StackFrames(true), (std::vector<int32_t>{1, 2, 3, -1})) << "the corrupt file holds no image";
+
+    // A file name inside the folder lists the folder.
+    NewStack();
+    ASSERT_EQ(LoadFrom((folder / "b.png").wstring()), S_OK);
+    EXPECT_EQ(Count(), 4);
+    stack->Control(54, 1);
+    stack->Live();
+    EXPECT_EQ(stack->Grab(-1, 0, nullptr), S_OK);
+    EXPECT_EQ(sink->Size(), 1u);
+}
+
+TEST_F(StackFiles, FolderThatDoesNotExistLoadsNothing) {
+    NewStack();
+    EXPECT_EQ(LoadFrom((folder / "missing" / "run0001.png").wstring()), S_OK);
+    EXPECT_EQ(Count(), 0);
 }
 
 }  // namespace
