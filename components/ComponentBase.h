@@ -12,5 +12,11 @@
 #include "module/object/ResourceLock.h"
 #include "params/PropInterrogateImpl.h"
 
+#include <initializer_list>
+
 /// A new string holding `text`, or null when no string could be made.
 SmartPtr<IString> MakeString(const wchar_t* text);
+
+/// Hands out a new named collection naming property pages: one entry per
+/// page, under the empty name, with the page's class name as its item.
+HRESULT HandOutPages(std::initializer_list<const wchar_t*> pages, INamedCollection** out);

@@ -364,13 +364,7 @@ HRESULT CLUMCamcorder::Load(IDataStream* stream, int32_t flags) {
 }
 
 HRESULT CLUMCamcorder::GetPages(int32_t selector, INamedCollection** pages, IUnknown** reserved) {
-    if (!pages) return E_POINTER;
-    SmartPtr<ISuperCollection> collection = SmartPtr<ISuperCollection>::Adopt(CREFString::CreateCollection());
-    if (!collection) return E_FAIL;
-    for (const wchar_t* page : {L"UIPropPages.UIPropInterrogatePropPage", L"LUMCollectionPropPage"})
-        collection->AddNamed(REFStr(L""), MakeString(page).Get());
-    *pages = collection.Detach();
-    return S_OK;
+    return HandOutPages({L"UIPropPages.UIPropInterrogatePropPage", L"LUMCollectionPropPage"}, pages);
 }
 
 HRESULT CLUMCamcorder::get_Units(IString** units) {

@@ -184,11 +184,5 @@ HRESULT CLUMStackCamcorder::Load(IDataStream* stream, int32_t flags) {
 }
 
 HRESULT CLUMStackCamcorder::GetPages(int32_t selector, INamedCollection** pages, IUnknown** reserved) {
-    if (!pages) return E_POINTER;
-    SmartPtr<ISuperCollection> collection = SmartPtr<ISuperCollection>::Adopt(CREFString::CreateCollection());
-    if (!collection) return E_FAIL;
-    for (const wchar_t* page : {L"LUMCollectionPropPage", L"UIPropInterrogatePropPage"})
-        collection->AddNamed(REFStr(L""), MakeString(page).Get());
-    *pages = collection.Detach();
-    return S_OK;
+    return HandOutPages({L"LUMCollectionPropPage", L"UIPropInterrogatePropPage"}, pages);
 }
