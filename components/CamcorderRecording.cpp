@@ -8,6 +8,7 @@
 #include <string>
 
 #include "components/LUMCamcorderImpl.h"
+#include "text/FileName.h"
 #include "text/REFString.h"
 #include "text/ValueConversion.h"
 
@@ -35,16 +36,7 @@ std::string NarrowPrefix(IString* text) {
     return bytes;
 }
 
-bool HasText(IString* text) {
-    int32_t length = 0;
-    return text && text->get_Length(&length) >= 0 && length > 0;
-}
-
-const wchar_t* TextOf(IString* text) {
-    wchar_t* characters = nullptr;
-    if (!text || text->GetText(&characters, nullptr) < 0 || !characters) return L"";
-    return characters;
-}
+bool HasText(IString* text) { return !ISText(text).empty(); }
 
 /// The cached creation function of "LUMImageDIB", looked up once per process.
 CreateInstanceFunction ImageFactory() {
@@ -72,9 +64,9 @@ HRESULT CLUMCamcorder::ImageName(IString** name, int32_t index) {
     wchar_t buffer[256];
     if (HasText(base.Get())) {
         std::string prefix = NarrowPrefix(base.Get());
-        _swprintf(buffer, 256, L"%ls%c%s_#%04d.%ls", TextOf(path.Get()), L'/', prefix.c_str(), number, extension);
+        _swprintf(buffer, 256, L"%ls%c%s_#%04d.%ls", ISText(path.Get()).c_str(), L'/', prefix.c_str(), number, extension);
     } else {
-        _swprintf(buffer, 256, L"%ls%c%04d.%ls", TextOf(path.Get()), L'/', number, extension);
+        _swprintf(buffer, 256, L"%ls%c%04d.%ls", ISText(path.Get()).c_str(), L'/', number, extension);
     }
     if (!name) return E_POINTER;
     *name = MakeString(buffer).Detach();
@@ -87,23 +79,16 @@ SmartPtr<IString> CLUMCamcorder::AviName() {
     wchar_t buffer[256];
     if (HasText(base.Get())) {
         std::string prefix = NarrowPrefix(base.Get());
-        _swprintf(buffer, 256, L"%ls%c%s.avi", TextOf(path.Get()), L'/', prefix.c_str());
+        _swprintf(buffer, 256, L"%ls%c%s.avi", ISText(path.Get()).c_str(), L'/', prefix.c_str());
     } else {
-        _swprintf(buffer, 256, L"%ls.avi", TextOf(path.Get()));
+        _swprintf(buffer, 256, L"%ls.avi", ISText(path.Get()).c_str());
     }
     return SmartPtr<IString>::Adopt(ISCreate(buffer));
 }
 
 bool CLUMCamcorder::FileExists(IString* name) {
-    wchar_t* characters = nullptr;
-    int32_t length = 0;
-    if (!name || name->GetText(&characters, &length) < 0 || !characters) return false;
-    std::string file(static_cast<size_t>(length) * MB_CUR_MAX + 1, '\0');
-    std::mbstate_t state{};
-    const wchar_t* source = characters;
-    size_t bytes = std::wcsrtombs(file.data(), &source, file.size(), &state);
-    if (bytes == static_cast<size_t>(-1)) return false;
-    file.resize(bytes);
+    std::string file;
+    if (!FILENAMEToMultibyte(ISText(name), file) || file.empty()) return false;
     if (DIR* folder = opendir(file.c_str())) {
         closedir(folder);
         return true;

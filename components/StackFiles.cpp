@@ -6,16 +6,10 @@
 #include <string>
 
 #include "components/LUMStackCamcorder.h"
+#include "text/FileName.h"
 #include "text/ValueConversion.h"
 
 namespace {
-
-std::wstring TextOf(IString* string) {
-    wchar_t* text = nullptr;
-    int32_t length = 0;
-    if (!string || string->GetText(&text, &length) < 0 || !text || length <= 0) return {};
-    return std::wstring(text, static_cast<size_t>(length));
-}
 
 /// True when `extension` and "avi" agree, case-blind, over the shorter of
 /// the two and neither is empty: "AVI", "a" and "avix" all select AVI.
@@ -42,7 +36,7 @@ void CLUMStackCamcorder::ShowMessage(const wchar_t* text) {
 
 HRESULT CLUMStackCamcorder::Save() {
     SmartPtr<ISimpleCollection> images = m_Stack.As<ISimpleCollection>(IID_ISimpleCollection);
-    const std::wstring name = TextOf(m_FileName.Get());
+    const std::wstring name = ISText(m_FileName.Get());
     // Stem and extension around the last '.'; without one (or with it first)
     // the whole name is the extension.
     const size_t dot = name.rfind(L'.');
@@ -99,7 +93,7 @@ HRESULT CLUMStackCamcorder::SaveSeries(ISimpleCollection* images, const std::wst
 }
 
 HRESULT CLUMStackCamcorder::Load() {
-    const std::wstring name = TextOf(m_FileName.Get());
+    const std::wstring name = ISText(m_FileName.Get());
     if (name.empty()) return E_FAIL;
     // Case-sensitive on purpose: "run.AVI" is loaded as a folder.
     if (name.find(L".avi") != std::wstring::npos)
@@ -140,11 +134,8 @@ void CLUMStackCamcorder::LoadFolder(const std::wstring& name) {
     }
     // An existing folder is taken whole; otherwise the folder part of the name.
     std::wstring folder = name;
-    std::string narrow(name.size() * MB_CUR_MAX + 1, '\0');
-    std::mbstate_t state{};
-    const wchar_t* source = name.c_str();
-    const size_t bytes = std::wcsrtombs(narrow.data(), &source, narrow.size(), &state);
-    DIR* directory = bytes == static_cast<size_t>(-1) ? nullptr : opendir(narrow.c_str());
+    std::string narrow;
+    DIR* directory = FILENAMEToMultibyte(name, narrow) ? opendir(narrow.c_str()) : nullptr;
     if (directory) {
         closedir(directory);
     } else {

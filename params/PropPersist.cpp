@@ -209,15 +209,17 @@ HRESULT PROPDeclareChoices(CPropList& list, IUnknown* component, int32_t id, voi
     return S_OK;
 }
 
+/// The names collection given, or else the owner's own from its string table.
+static SmartPtr<INamedCollection> NamesOrOwners(INamedCollection* names, IUIPropInterrogateEx* component) {
+    return names ? SmartPtr<INamedCollection>(names) : PROPOwnerNames(component);
+}
+
 void PROPSaveXML(const CPropList& list, IUIPropInterrogateEx* component, INamedCollection* names,
                  IDataStream* stream) {
     SmartPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream, IID_IXMLStream);
     if (!xml) return;
-    SmartPtr<INamedCollection> ownNames;
-    if (!names) {
-        ownNames = PROPOwnerNames(component);
-        names = ownNames.Get();
-    }
+    SmartPtr<INamedCollection> nameList = NamesOrOwners(names, component);
+    names = nameList.Get();
     if (!names) return;
 
     for (int32_t i = 0; i < list.Count(); ++i) {
@@ -247,11 +249,8 @@ void PROPLoadXML(const CPropList& list, IUIPropInterrogateEx* component, INamedC
                  IDataStream* stream) {
     SmartPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream, IID_IXMLStream);
     if (!xml) return;
-    SmartPtr<INamedCollection> ownNames;
-    if (!names) {
-        ownNames = PROPOwnerNames(component);
-        names = ownNames.Get();
-    }
+    SmartPtr<INamedCollection> nameList = NamesOrOwners(names, component);
+    names = nameList.Get();
 
     // Tags of the persisted parameters, lower-cased, in declaration order.
     std::vector<PersistedTag> targets;
@@ -304,11 +303,8 @@ void PROPLoadXML(const CPropList& list, IUIPropInterrogateEx* component, INamedC
 void PROPSaveFolderStream(const CPropList& list, IUIPropInterrogateEx* component, INamedCollection* names,
                           IFolderStream* folder) {
     if (!folder) return;
-    SmartPtr<INamedCollection> ownNames;
-    if (!names) {
-        ownNames = PROPOwnerNames(component);
-        names = ownNames.Get();
-    }
+    SmartPtr<INamedCollection> nameList = NamesOrOwners(names, component);
+    names = nameList.Get();
     if (!names) return;
     FolderKeys keys;
     if (!keys.Valid()) return;

@@ -2,6 +2,7 @@
 #include "text/FileName.h"
 
 #include <algorithm>
+#include <cwchar>
 #include <cwctype>
 #include <string>
 
@@ -14,15 +15,6 @@ namespace {
 constexpr int32_t kInstallPathCapacity = 256;
 
 inline bool IsSeparator(wchar_t c) { return c == L'\\' || c == L'/'; }
-
-/// The characters of a string (empty for null or on failure).
-std::wstring TextOf(IString* string) {
-    if (!string) return {};
-    wchar_t* text = nullptr;
-    int32_t length = 0;
-    if (string->GetText(&text, &length) < 0 || !text || length <= 0) return {};
-    return std::wstring(text, static_cast<size_t>(length));
-}
 
 /// Hands out the caller's own object with a new reference (null stays null).
 HRESULT HandOutSame(IString* name, IString** out) {
@@ -77,8 +69,8 @@ HRESULT FILENAMECreateRelative(IString* name, IString** relative) {
 
 HRESULT FILENAMECreateRelative(IString* base, IString* name, IString** relative) {
     if (!relative) return E_POINTER;
-    const std::wstring b = TextOf(base);
-    const std::wstring p = TextOf(name);
+    const std::wstring b = ISText(base);
+    const std::wstring p = ISText(name);
     const int64_t n = static_cast<int64_t>(std::min(b.size(), p.size()));
     if (n == 0) return HandOutSame(name, relative);
 
@@ -118,10 +110,10 @@ HRESULT FILENAMECreateAbsolute(IString* name, IString** absolute) {
 
 HRESULT FILENAMECreateAbsolute(IString* base, IString* name, IString** absolute) {
     if (!absolute) return E_POINTER;
-    std::wstring p = TextOf(name);
+    std::wstring p = ISText(name);
     if (p.empty()) return HandOutSame(name, absolute);
     // Read the base first: it may be the very object whose text is converted.
-    const std::wstring b = TextOf(base);
+    const std::wstring b = ISText(base);
 
     if (p.find(L':') != std::wstring::npos || p[0] == L'/') {
         ConvertBackslashes(name, p, 0);
@@ -154,4 +146,17 @@ HRESULT FILENAMECreateAbsolute(IString* base, IString* name, IString** absolute)
     result += L'/';
     result.append(p, up * 3, std::wstring::npos);
     return HandOutNew(result, absolute);
+}
+
+bool FILENAMEToMultibyte(const std::wstring& name, std::string& file) {
+    file.assign(name.size() * MB_CUR_MAX + 1, '\0');
+    std::mbstate_t state{};
+    const wchar_t* source = name.c_str();
+    const size_t bytes = std::wcsrtombs(file.data(), &source, file.size(), &state);
+    if (bytes == static_cast<size_t>(-1)) {
+        file.clear();
+        return false;
+    }
+    file.resize(bytes);
+    return true;
 }

@@ -6,12 +6,18 @@
 // releases.
 #pragma once
 
+#include <string>
+
 #include "lum/lum.h"
 
 /// The install path (registry section "Workspace", key "InstallPath"). `*path`
 /// always receives a new string, empty when nothing was read. Returns the
 /// registry read's result, E_FAIL without a registry, E_POINTER for null `path`.
 HRESULT FILENAMEGetInstallPath(IString** path);
+
+/// A wide file name in the locale's multibyte form, as the operating
+/// system's file functions take it; false when it cannot be converted.
+bool FILENAMEToMultibyte(const std::wstring& name, std::string& file);
 
 /// `name` relative to the install path; names that share no more than their
 /// root with it come back unchanged (the same object).

@@ -252,3 +252,10 @@ double _IS2Double(CREFString text) {
     }
     return sign * (static_cast<double>(whole) + static_cast<double>(fraction) / static_cast<double>(divisor));
 }
+
+std::wstring ISText(IString* text) {
+    wchar_t* characters = nullptr;
+    int32_t length = 0;
+    if (!text || text->GetText(&characters, &length) < 0 || !characters || length <= 0) return {};
+    return std::wstring(characters, static_cast<size_t>(length));
+}

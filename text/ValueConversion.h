@@ -3,10 +3,15 @@
 // text. Every IString* returned carries one reference for the caller.
 #pragma once
 
+#include <string>
+
 #include "lum/lum.h"
 #include "text/REFString.h"
 
 /// A string with the terminated text (null gives an empty string).
+/// The characters of a string (empty for null or an empty string).
+std::wstring ISText(IString* text);
+
 IString* ISCreate(const wchar_t* text);
 /// A string with `count` bytes of multibyte text converted character by character.
 IString* ISCreate(char const* text, int count);

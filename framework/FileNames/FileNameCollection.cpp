@@ -111,7 +111,7 @@ bool CFileNameCollection::TryAddRef() {
     return false;
 }
 
-void CFileNameCollection::Shutdown() {
+std::thread CFileNameCollection::RequestStop() {
     std::thread thread;
     {
         std::lock_guard<std::mutex> guard(m_Lock);
@@ -121,6 +121,11 @@ void CFileNameCollection::Shutdown() {
         thread = std::move(m_Thread);
     }
     Wake();
+    return thread;
+}
+
+void CFileNameCollection::Shutdown() {
+    std::thread thread = RequestStop();
     if (thread.joinable()) {
         if (thread.get_id() == std::this_thread::get_id())
             thread.detach();  // the thread returns as soon as this Release does
@@ -475,15 +480,7 @@ HRESULT CFileNameCollection::Stop() {
         return S_OK;
     }
     std::lock_guard<std::mutex> control(m_ControlLock);
-    std::thread thread;
-    {
-        std::lock_guard<std::mutex> guard(m_Lock);
-        m_StopRequested = true;
-        m_Running = false;
-        m_Closing = true;
-        thread = std::move(m_Thread);
-    }
-    Wake();
+    std::thread thread = RequestStop();
     if (thread.joinable()) thread.join();
     std::unique_ptr<FolderWatch> unused;
     std::lock_guard<std::mutex> guard(m_Lock);

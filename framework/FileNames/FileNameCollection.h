@@ -134,6 +134,8 @@ private:
     /// Stops the watch (detaching the thread when this is that thread); runs
     /// once, when the last reference goes.
     void Shutdown();
+    /// Raises the stop flags, takes the watch thread out and wakes it.
+    std::thread RequestStop();
     bool OnWatchThread();
     void Wake();
 
