@@ -1,22 +1,169 @@
-// CLiveThread<T>: the record of a component's own joinable live thread.
+// CLiveThread<T>: a component's own joinable live thread, which calls the
+// component's OnGrab() step after step until it is stopped.
+//
+// T provides:
+//   double OnGrab();      one paced step; returns the milliseconds to wait
+//                         before the next one (0 to 5000);
+//   bool TryAddRef();     a reference for the step, unless T is being torn
+//                         down;
+//   uint32_t Release();
+//   HRESULT get_NumberOfFrames(int32_t*), Grab(int32_t, int16_t, IUnknown*)
+//                         for the unpaced mode.
+//
+// The thread holds a reference to T only while a step runs, so the host's
+// last Release never has to wait for a pacing pause. The stop request is
+// shared between the component and the thread, so a thread that was told to
+// stop (or whose component is gone) ends without touching T again. The wait
+// between steps ends early when a stop is requested.
 #pragma once
 
 #include <pthread.h>
 
-#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
 #include <memory>
+#include <mutex>
+
+#include "lum/types.h"
+
+/// The stop request shared by a component and its live thread.
+class LiveStop {
+public:
+    void Raise() {
+        {
+            std::lock_guard<std::mutex> hold(m_Mutex);
+            m_Raised = true;
+        }
+        m_Wake.notify_all();
+    }
+    bool Raised() {
+        std::lock_guard<std::mutex> hold(m_Mutex);
+        return m_Raised;
+    }
+    /// Waits `milliseconds` or until the stop is raised; true when raised.
+    bool WaitFor(double milliseconds) {
+        std::unique_lock<std::mutex> hold(m_Mutex);
+        auto pause = std::chrono::duration<double, std::milli>(milliseconds);
+        return m_Wake.wait_for(hold, pause, [this] { return m_Raised; });
+    }
+
+private:
+    std::mutex m_Mutex;
+    std::condition_variable m_Wake;
+    bool m_Raised = false;
+};
 
 template <class T>
 class CLiveThread {
+public:
+    /// Starts the thread unless one runs; S_OK (also when one runs) or E_FAIL.
+    HRESULT StartLiveThread() {
+        std::lock_guard<std::mutex> hold(m_LiveMutex);
+        if (m_LiveStop) return S_OK;
+        auto stop = std::make_shared<LiveStop>();
+        auto* start = new Start{static_cast<T*>(this), stop};
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_JOINABLE);
+        int failed = pthread_create(&m_LiveThread, &attributes, &CLiveThread::Run, start);
+        pthread_attr_destroy(&attributes);
+        if (failed) {
+            delete start;
+            return E_FAIL;
+        }
+        m_LiveStop = std::move(stop);
+        return S_OK;
+    }
+
+    /// Stops the thread and waits for it to end, unless it is the calling
+    /// thread (a sink stopping replay from inside an event): that one is
+    /// detached and ends after its current step. Without a thread, or when
+    /// another caller is already stopping it, returns at once.
+    void StopLiveThread() {
+        std::shared_ptr<LiveStop> stop;
+        pthread_t thread;
+        {
+            std::lock_guard<std::mutex> hold(m_LiveMutex);
+            if (!m_LiveStop) return;
+            stop = std::move(m_LiveStop);
+            thread = m_LiveThread;
+        }
+        stop->Raise();
+        if (pthread_equal(thread, pthread_self()))
+            pthread_detach(thread);
+        else
+            pthread_join(thread, nullptr);
+    }
+
+    bool LiveThreadRuns() {
+        std::lock_guard<std::mutex> hold(m_LiveMutex);
+        return m_LiveStop != nullptr;
+    }
+
 protected:
     CLiveThread() = default;
-    ~CLiveThread() = default;
+    ~CLiveThread() { StopLiveThread(); }
 
+    /// Ends the thread after its next step; nothing in the player sets it.
+    std::atomic<int32_t> m_SingleShot{0};
+    /// Pace each step with OnGrab; set at construction.
+    std::atomic<int16_t> m_PaceWithOnGrab{1};
+
+private:
+    struct Start {
+        T* owner;
+        std::shared_ptr<LiveStop> stop;
+    };
+
+    static void* Run(void* argument) {
+        std::unique_ptr<Start> start(static_cast<Start*>(argument));
+        Loop(start->owner, *start->stop);
+        return nullptr;
+    }
+
+    static void Loop(T* owner, LiveStop& stop) {
+        int32_t count = 1;
+        int32_t index = 0;
+        if (!owner->TryAddRef()) return;
+        owner->get_NumberOfFrames(&count);
+        owner->Release();
+        if (count < 1) count = 1;
+        while (!stop.Raised()) {
+            // No reference means the component is being torn down: its final
+            // release stops and joins this thread.
+            if (!owner->TryAddRef()) return;
+            double pause = 0;
+            bool singleShotEnded = false;
+            if (owner->m_PaceWithOnGrab.load(std::memory_order_relaxed)) {
+                pause = owner->OnGrab();
+                if (owner->m_SingleShot.exchange(0, std::memory_order_relaxed)) {
+                    singleShotEnded = true;
+                    owner->ForgetLiveThread();
+                }
+            } else {
+                owner->Grab(index, 1, nullptr);
+                if (++index >= count) index = 0;
+            }
+            // The component may be destroyed by this Release (its final
+            // release then runs here and raises the stop): only `stop` is
+            // touched afterwards.
+            owner->Release();
+            if (singleShotEnded) return;
+            if (pause > 0 && stop.WaitFor(pause)) return;
+        }
+    }
+
+    /// The thread ends on its own (single shot): it is detached and the
+    /// record is cleared, so a later Live starts a new one.
+    void ForgetLiveThread() {
+        std::lock_guard<std::mutex> hold(m_LiveMutex);
+        if (!m_LiveStop) return;
+        m_LiveStop.reset();
+        pthread_detach(m_LiveThread);
+    }
+
+    std::mutex m_LiveMutex;
     pthread_t m_LiveThread{};
-    bool m_LiveThreadStarted = false;
-    /// Raised to end the thread; allocated by Live, freed by StopLive.
-    std::unique_ptr<std::atomic<int32_t>> m_LiveStop;
-    int32_t m_SingleShot = 0;
-    /// Pace each step with the component's grab.
-    int16_t m_PaceWithOnGrab = 1;
+    std::shared_ptr<LiveStop> m_LiveStop;
 };
