@@ -9,4 +9,5 @@ class FrameworkHost;
 int ProbeCommand(FrameworkHost& host, const std::vector<std::string>& args);
 int RecordCommand(FrameworkHost& host, const std::vector<std::string>& args);
 int PlayCommand(FrameworkHost& host, const std::vector<std::string>& args);
+int ReplayCommand(FrameworkHost& host, const std::vector<std::string>& args);
 int StackCommand(FrameworkHost& host, const std::vector<std::string>& args);

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "tools/lumhost/Commands.h"
+#include "tools/lumhost/FolderPlayer.h"
 #include "tools/lumhost/FrameworkHost.h"
 #include "tools/lumhost/Options.h"
 
@@ -14,8 +15,11 @@ namespace {
 
 const char* kUsage =
     "usage: lumhost record [options]\n"
-    "Records the synthetic camera through the camcorder.\n"
-    "  --frames N      frames to record (default 100)\n"
+    "Records the synthetic camera (or, with --from, a folder of images replayed by\n"
+    "the file player) through the camcorder.\n"
+    "  --from DIR      record the images of DIR (in name order) instead of the\n"
+    "                  synthetic camera; --size and --bits then do not apply\n"
+    "  --frames N      frames to record (default 100; with --from, every image once)\n"
     "  --fps N         camera frames per second, 1-1000 (default 25)\n"
     "  --size WxH      frame size (default 640x480)\n"
     "  --bits N        8, 24 or 32 bits per pixel (default 8)\n"
@@ -37,14 +41,14 @@ int32_t StateOf(ICamera* camera) {
 }  // namespace
 
 int RecordCommand(FrameworkHost& host, const std::vector<std::string>& args) {
-    Options options(args, {"frames", "fps", "size", "bits", "format", "folder", "base", "pre", "rate", "options",
-                           "speed"},
+    Options options(args, {"from", "frames", "fps", "size", "bits", "format", "folder", "base", "pre", "rate",
+                           "options", "speed"},
                     {"help"});
     if (options.Has("help")) {
         std::fputs(kUsage, stdout);
         return 0;
     }
-    const int frames = options.Integer("frames", 100, 1, 10000000);
+    int frames = options.Integer("frames", 100, 1, 10000000);
     const int fps = options.Integer("fps", 25, 1, 1000);
     int width = 640, height = 480;
     options.Size("size", width, height);
@@ -69,17 +73,31 @@ int RecordCommand(FrameworkHost& host, const std::vector<std::string>& args) {
         return 1;
     }
 
-    SmartPtr<ICamera> camera = host.Create<ICamera>(L"LUMTestCamera", IID_ICamera);
+    SmartPtr<ICamera> camera;
+    if (options.Has("from")) {
+        FolderPlayer source = OpenFolderPlayer(host, options.Text("from", ""), fps, false, 0);
+        if (!source.camera || source.count == 0) {
+            std::fprintf(stderr, "lumhost record: %s\n",
+                         source.camera ? "no images in the --from folder" : source.error.c_str());
+            return 1;
+        }
+        camera = source.camera;
+        if (!options.Has("frames")) frames = source.count;
+    } else {
+        camera = host.Create<ICamera>(L"LUMTestCamera", IID_ICamera);
+        static const int kBits[] = {8, 24, 32};
+        if (camera) {
+            camera->Control(1, width);
+            camera->Control(2, height);
+            camera->Control(3, kBits[bits]);
+            camera->Control(4, fps);
+        }
+    }
     SmartPtr<ILUMCamcorder> camcorder = host.Create<ILUMCamcorder>(L"LUMCamcorder", IID_ILUMCamcorder);
     if (!camera || !camcorder) {
-        std::fprintf(stderr, "lumhost record: cannot create the %s\n", camera ? "camcorder" : "synthetic camera");
+        std::fprintf(stderr, "lumhost record: cannot create the %s\n", camera ? "camcorder" : "source camera");
         return 1;
     }
-    static const int kBits[] = {8, 24, 32};
-    camera->Control(1, width);
-    camera->Control(2, height);
-    camera->Control(3, kBits[bits]);
-    camera->Control(4, fps);
 
     const std::wstring path =
         SetRecordingFiles(camcorder.Get(), folder, options.Has("base"), options.Text("base", ""), format);

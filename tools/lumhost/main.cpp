@@ -20,6 +20,8 @@ const Command kCommands[] = {
     {"probe", "create every component of the camera module and list what it answers", &ProbeCommand},
     {"record", "record the synthetic camera to JPEG/BMP files or an AVI (record --help)", &RecordCommand},
     {"play", "play a recording back through the camcorder (play --help)", &PlayCommand},
+    {"replay", "replay a folder of images as a live camera through the file player (replay --help)",
+     &ReplayCommand},
     {"stack", "record into a stack and save it, or load and play a stack (stack --help)", &StackCommand},
 };
 
