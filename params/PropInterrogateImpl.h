@@ -86,7 +86,7 @@ public:
             case PropTypeDouble: {
                 IVariant* variant = CREFString::CreateVariant();
                 if (!variant) return E_FAIL;
-                variant->put_Double(*static_cast<const double*>(record->value));
+                variant->put_Double(PROPLoad<double>(record->value));
                 *value = variant;
                 break;
             }
@@ -115,7 +115,7 @@ public:
                 SmartPtr<IVariant> variant = QueryAs<IVariant>(value, IID_IVariant);
                 double number = 0.0;
                 if (!variant || !record->value || variant->get_Double(&number) < 0) return E_FAIL;
-                *static_cast<double*>(record->value) = number;
+                PROPStore<double>(record->value, number);
                 return S_OK;
             }
             case PropTypeString: {

@@ -67,13 +67,11 @@ float PROPBitsFloat(int32_t bits) {
 HRESULT PROPReadInteger(const PropRecord& record, int32_t* value) {
     if (!value || !record.value) return static_cast<HRESULT>(record.flags);
     switch (record.Type()) {
-        case PropTypeByte: *value = *static_cast<const uint8_t*>(record.value); break;
-        case PropTypeShort: *value = *static_cast<const int16_t*>(record.value); break;
-        case PropTypeLong: *value = *static_cast<const int32_t*>(record.value); break;
-        case PropTypeFloat: *value = PROPFloatBits(*static_cast<const float*>(record.value)); break;
-        case PropTypeDouble:
-            *value = PROPFloatBits(static_cast<float>(*static_cast<const double*>(record.value)));
-            break;
+        case PropTypeByte: *value = PROPLoad<uint8_t>(record.value); break;
+        case PropTypeShort: *value = PROPLoad<int16_t>(record.value); break;
+        case PropTypeLong: *value = PROPLoad<int32_t>(record.value); break;
+        case PropTypeFloat: *value = PROPFloatBits(PROPLoad<float>(record.value)); break;
+        case PropTypeDouble: *value = PROPFloatBits(static_cast<float>(PROPLoad<double>(record.value))); break;
         case PropTypeVoid: *value = 0; break;
         default: return E_FAIL;
     }
@@ -83,11 +81,11 @@ HRESULT PROPReadInteger(const PropRecord& record, int32_t* value) {
 void PROPWriteInteger(const PropRecord& record, int32_t value) {
     if (!record.value) return;
     switch (record.Type()) {
-        case PropTypeByte: *static_cast<uint8_t*>(record.value) = static_cast<uint8_t>(value); break;
-        case PropTypeShort: *static_cast<int16_t*>(record.value) = static_cast<int16_t>(value); break;
-        case PropTypeLong: *static_cast<int32_t*>(record.value) = value; break;
-        case PropTypeFloat: *static_cast<float*>(record.value) = PROPBitsFloat(value); break;
-        case PropTypeDouble: *static_cast<double*>(record.value) = PROPBitsFloat(value); break;
+        case PropTypeByte: PROPStore<uint8_t>(record.value, static_cast<uint8_t>(value)); break;
+        case PropTypeShort: PROPStore<int16_t>(record.value, static_cast<int16_t>(value)); break;
+        case PropTypeLong: PROPStore<int32_t>(record.value, value); break;
+        case PropTypeFloat: PROPStore<float>(record.value, PROPBitsFloat(value)); break;
+        case PropTypeDouble: PROPStore<double>(record.value, PROPBitsFloat(value)); break;
         default: break;
     }
 }

@@ -6,6 +6,8 @@
 // order of lookup and of saving.
 #pragma once
 
+#include <atomic>
+
 #include "lum/lum.h"
 
 /// Value types, in the low four bits of a parameter's flags word.
@@ -88,6 +90,19 @@ private:
 /// member are there): the flags word, or E_FAIL for a type that has no
 /// integer form.
 HRESULT PROPReadInteger(const PropRecord& record, int32_t* value);
+
+/// A member's value, read with relaxed atomic access: a component's worker
+/// threads read members while the host changes them through the parameters.
+template <class V>
+V PROPLoad(const void* member) {
+    return std::atomic_ref<V>(*static_cast<V*>(const_cast<void*>(member))).load(std::memory_order_relaxed);
+}
+
+/// Stores into a member with relaxed atomic access (see PROPLoad).
+template <class V>
+void PROPStore(void* member, V value) {
+    std::atomic_ref<V>(*static_cast<V*>(member)).store(value, std::memory_order_relaxed);
+}
 /// Control's typed write: the low 8 or 16 bits, all 32, or a float's bits
 /// widened to double; other types and a missing member are ignored.
 void PROPWriteInteger(const PropRecord& record, int32_t value);
