@@ -10,4 +10,5 @@ int ProbeCommand(FrameworkHost& host, const std::vector<std::string>& args);
 int RecordCommand(FrameworkHost& host, const std::vector<std::string>& args);
 int PlayCommand(FrameworkHost& host, const std::vector<std::string>& args);
 int ReplayCommand(FrameworkHost& host, const std::vector<std::string>& args);
+int WatchCommand(FrameworkHost& host, const std::vector<std::string>& args);
 int StackCommand(FrameworkHost& host, const std::vector<std::string>& args);

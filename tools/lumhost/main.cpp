@@ -22,6 +22,7 @@ const Command kCommands[] = {
     {"play", "play a recording back through the camcorder (play --help)", &PlayCommand},
     {"replay", "replay a folder of images as a live camera through the file player (replay --help)",
      &ReplayCommand},
+    {"watch", "print each new image of a folder as the file grab delivers it (watch --help)", &WatchCommand},
     {"stack", "record into a stack and save it, or load and play a stack (stack --help)", &StackCommand},
 };
 
