@@ -111,11 +111,13 @@ public:
 
     /// The sink at `index` with a reference for the caller, read under the
     /// owner's lock; null past the end or for an empty slot.
+    /// A caller that already holds the (non-recursive) lock gets EDEADLK
+    /// back from Lock: the lock it holds is then left alone.
     SmartPtr<IUnknown> SinkAt(int32_t index) {
         SmartPtr<IUnknown> sink;
-        Owner()->Lock();
+        const bool locked = Owner()->Lock() == 0;
         if (index >= 0 && index < static_cast<int32_t>(m_Items.size())) sink = m_Items[index].sink;
-        Owner()->Unlock();
+        if (locked) Owner()->Unlock();
         return sink;
     }
 
