@@ -12,6 +12,7 @@
 #include <jpeglib.h>
 
 #include "framework/LUMArch/JpegCodec.h"
+#include "framework/LUMArch/JpegBands.h"
 #include "framework/LUMImage/Pixels.h"
 
 namespace {
@@ -198,6 +199,11 @@ HRESULT Compress(jpeg_destination_mgr* destination, const ImageView& image, int 
 JpegBlock::~JpegBlock() { std::free(data); }
 
 HRESULT DecodeJpeg(const uint8_t* data, size_t size, ImageTarget& target) {
+    const HRESULT hr = DecodeJpegBands(data, size, target);
+    return hr == S_FALSE ? DecodeJpegPlain(data, size, target) : hr;
+}
+
+HRESULT DecodeJpegPlain(const uint8_t* data, size_t size, ImageTarget& target) {
     jpeg_decompress_struct codec;
     JpegError error;
     codec.err = &error.base;
@@ -260,6 +266,10 @@ HRESULT DecodeJpeg(const uint8_t* data, size_t size, ImageTarget& target) {
 }
 
 HRESULT EncodeJpeg(std::FILE* file, const ImageView& image, int quality) {
+    JpegBlock banded;
+    const HRESULT hr = EncodeJpegBands(image, quality, banded);
+    if (hr < 0) return hr;
+    if (hr == S_OK) return std::fwrite(banded.data, 1, banded.size, file) == banded.size ? S_OK : E_FAIL;
     FileDestination destination;
     destination.base.init_destination = DestinationStart;
     destination.base.empty_output_buffer = DestinationFull;
@@ -270,6 +280,12 @@ HRESULT EncodeJpeg(std::FILE* file, const ImageView& image, int quality) {
 }
 
 HRESULT EncodeJpegToMemory(const ImageView& image, int quality, JpegBlock& out) {
+    const HRESULT hr = EncodeJpegBands(image, quality, out);
+    if (hr < 0) out.size = 0;
+    return hr == S_FALSE ? EncodeJpegPlainToMemory(image, quality, out) : hr;
+}
+
+HRESULT EncodeJpegPlainToMemory(const ImageView& image, int quality, JpegBlock& out) {
     MemoryDestination destination;
     destination.base.init_destination = MemoryStart;
     destination.base.empty_output_buffer = MemoryFull;

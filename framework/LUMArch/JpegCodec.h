@@ -26,13 +26,19 @@ struct JpegBlock {
 
 /// Decodes a JPEG held in memory into the target: gray files give 8 bits,
 /// colour (and CMYK) files 24. E_FAIL for damaged or truncated data; a
-/// failure of the target is passed on.
+/// failure of the target is passed on. A file whose restart intervals are
+/// whole MCU rows is decoded on every core.
 HRESULT DecodeJpeg(const uint8_t* data, size_t size, ImageTarget& target);
+/// The same on the calling thread only.
+HRESULT DecodeJpegPlain(const uint8_t* data, size_t size, ImageTarget& target);
 
 /// Encodes into a stdio stream; `quality` 1-100. E_FAIL when writing fails.
+/// Images large enough are coded in bands on every core.
 HRESULT EncodeJpeg(std::FILE* file, const ImageView& image, int quality);
 
 /// Encodes into `out` (its size set to the coded bytes); `quality` 1-100.
 /// E_FAIL when memory runs out or the image cannot be coded (a side above
 /// 65500 pixels); `out` then holds no valid data.
 HRESULT EncodeJpegToMemory(const ImageView& image, int quality, JpegBlock& out);
+/// The same on the calling thread only, without restart markers.
+HRESULT EncodeJpegPlainToMemory(const ImageView& image, int quality, JpegBlock& out);

@@ -1,0 +1,268 @@
+#include "framework/LUMArch/JpegBands.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include "framework/LUMArch/WorkerPool.h"
+
+namespace {
+
+// Images smaller than this are coded on one thread: the joining would cost
+// more than the second core gains.
+constexpr int64_t kLeastBandedPixels = 256 * 256;
+// A band is at least this many MCU rows.
+constexpr int kLeastMcuRowsPerBand = 4;
+
+// Marker codes (the byte after 0xFF).
+constexpr uint8_t kSOF0 = 0xC0, kSOF1 = 0xC1, kDHT = 0xC4, kRST0 = 0xD0, kSOI = 0xD8, kEOI = 0xD9, kSOS = 0xDA,
+                  kDQT = 0xDB, kDRI = 0xDD;
+
+uint16_t Get16(const uint8_t* p) { return static_cast<uint16_t>(p[0] << 8 | p[1]); }
+void Put16(uint8_t* p, uint32_t value) {
+    p[0] = static_cast<uint8_t>(value >> 8);
+    p[1] = static_cast<uint8_t>(value);
+}
+
+/// The parts of a single-scan sequential JPEG: its header segments (SOI up
+/// to the SOS marker), where the frame height sits in them, the SOS segment,
+/// and the entropy-coded data up to the EOI marker.
+struct JpegParts {
+    std::vector<uint8_t> header;   // SOI and every segment before SOS, without DRI
+    size_t heightAt = 0;           // offset of the frame height in `header`
+    const uint8_t* scan = nullptr;  // the SOS marker and segment
+    size_t scanBytes = 0;
+    const uint8_t* data = nullptr;  // entropy-coded data
+    size_t dataBytes = 0;
+    int width = 0, height = 0, components = 0;
+    int mcuWidth = 8, mcuHeight = 8;  // in pixels
+    int restartInterval = 0;
+    bool subsampled = false;  // a component at a lower resolution than another
+};
+
+/// Splits a baseline or extended sequential Huffman JPEG with one scan that
+/// holds every component. False for anything else.
+bool Split(const uint8_t* data, size_t size, JpegParts& parts) {
+    if (size < 4 || data[0] != 0xFF || data[1] != kSOI) return false;
+    parts.header.assign(data, data + 2);
+    size_t at = 2;
+    bool frame = false;
+    for (;;) {
+        // Fill bytes (0xFF) may precede a marker.
+        while (at + 1 < size && data[at] == 0xFF && data[at + 1] == 0xFF) ++at;
+        if (at + 4 > size || data[at] != 0xFF) return false;
+        const uint8_t marker = data[at + 1];
+        const size_t length = Get16(data + at + 2);
+        if (length < 2 || at + 2 + length > size) return false;
+        const uint8_t* segment = data + at;
+        if (marker == kSOS) {
+            if (!frame || segment[4] != parts.components) return false;
+            parts.scan = segment;
+            parts.scanBytes = 2 + length;
+            parts.data = segment + parts.scanBytes;
+            // The data ends at EOI; anything after it is ignored.
+            const uint8_t* end = data + size;
+            while (end - parts.data >= 2 && !(end[-2] == 0xFF && end[-1] == kEOI)) --end;
+            if (end - parts.data < 2) return false;
+            parts.dataBytes = static_cast<size_t>(end - 2 - parts.data);
+            return true;
+        }
+        if (marker == kSOF0 || marker == kSOF1) {
+            if (length < 8 || segment[4] != 8) return false;
+            parts.height = Get16(segment + 5);
+            parts.width = Get16(segment + 7);
+            parts.components = segment[9];
+            if (parts.components < 1 || parts.components > 3 || length != 8 + 3u * parts.components) return false;
+            int hMax = 1, vMax = 1;
+            for (int c = 0; c < parts.components; ++c) {
+                hMax = std::max(hMax, segment[11 + 3 * c] >> 4);
+                vMax = std::max(vMax, segment[11 + 3 * c] & 15);
+            }
+            // A single-component scan is coded block by block, whatever its
+            // sampling factors say.
+            for (int c = 0; c < parts.components; ++c)
+                if ((segment[11 + 3 * c] >> 4) != hMax || (segment[11 + 3 * c] & 15) != vMax) parts.subsampled = true;
+            parts.mcuWidth = parts.components == 1 ? 8 : 8 * hMax;
+            parts.mcuHeight = parts.components == 1 ? 8 : 8 * vMax;
+            parts.heightAt = parts.header.size() + 5;
+            frame = true;
+        } else if ((marker >= 0xC2 && marker <= 0xCF && marker != kDHT && marker != 0xC8 && marker != 0xCC) ||
+                   marker == kEOI) {
+            return false;  // progressive, lossless or arithmetic coding
+        }
+        if (marker == kDRI) {
+            parts.restartInterval = Get16(segment + 4);
+        } else {
+            parts.header.insert(parts.header.end(), segment, segment + 2 + length);
+        }
+        at += 2 + length;
+    }
+}
+
+/// Where the decoder of one band puts its rows: a window of the image.
+class BandTarget final : public ImageTarget {
+public:
+    BandTarget(uint8_t* pixels, int32_t stride, int32_t width, int32_t height, int32_t bits)
+        : m_Pixels(pixels), m_Stride(stride), m_Width(width), m_Height(height), m_Bits(bits) {}
+    HRESULT Allocate(int32_t width, int32_t height, int32_t bits, uint8_t** pixels, int32_t* stride) override {
+        if (width != m_Width || height != m_Height || bits != m_Bits) return E_FAIL;
+        *pixels = m_Pixels;
+        *stride = m_Stride;
+        return S_OK;
+    }
+
+private:
+    uint8_t* m_Pixels;
+    int32_t m_Stride, m_Width, m_Height, m_Bits;
+};
+
+}  // namespace
+
+int JpegBandThreads() { return WorkerPool::Shared().Threads(); }
+
+HRESULT EncodeJpegBands(const ImageView& image, int quality, JpegBlock& out) {
+    const int threads = JpegBandThreads();
+    if (threads < 2 || int64_t(image.width) * image.height < kLeastBandedPixels) return S_FALSE;
+    // The MCU height as the one-thread coder lays it out: colour below
+    // quality 90 halves the chroma both ways.
+    const int mcuHeight = image.bits != 8 && quality < 90 ? 16 : 8;
+    const int mcuWidth = mcuHeight;
+    const int mcuRows = (image.height + mcuHeight - 1) / mcuHeight;
+    const int mcusPerRow = (image.width + mcuWidth - 1) / mcuWidth;
+    const int bands = std::min(threads, mcuRows / kLeastMcuRowsPerBand);
+    if (bands < 2) return S_FALSE;
+    const int bandMcuRows = (mcuRows + bands - 1) / bands;
+    const int64_t interval = int64_t(bandMcuRows) * mcusPerRow;
+    if (interval > 0xFFFF) return S_FALSE;
+    const int bandRows = bandMcuRows * mcuHeight;
+    const int count = (image.height + bandRows - 1) / bandRows;
+
+    std::vector<JpegBlock> coded(static_cast<size_t>(count));
+    std::atomic<bool> failed{false};
+    WorkerPool::Shared().Run(count, [&](int band) {
+        ImageView part = image;
+        part.pixels = image.Row(band * bandRows);
+        part.height = std::min(bandRows, image.height - band * bandRows);
+        if (EncodeJpegPlainToMemory(part, quality, coded[static_cast<size_t>(band)]) < 0) failed = true;
+    });
+    if (failed) return E_FAIL;
+
+    std::vector<JpegParts> parts(static_cast<size_t>(count));
+    size_t total = 0;
+    for (int band = 0; band < count; ++band) {
+        const JpegBlock& block = coded[static_cast<size_t>(band)];
+        if (!Split(block.data, block.size, parts[static_cast<size_t>(band)])) return E_FAIL;
+        total += parts[static_cast<size_t>(band)].dataBytes + 2;
+    }
+    const JpegParts& first = parts.front();
+    total += first.header.size() + 6 + first.scanBytes + 2;
+
+    JpegBlock joined;
+    joined.data = static_cast<uint8_t*>(std::malloc(total));
+    if (!joined.data) return E_FAIL;
+    joined.capacity = total;
+    uint8_t* at = joined.data;
+    std::memcpy(at, first.header.data(), first.header.size());
+    Put16(at + first.heightAt, static_cast<uint32_t>(image.height));
+    at += first.header.size();
+    const uint8_t restart[6] = {0xFF, kDRI, 0, 4, static_cast<uint8_t>(interval >> 8), static_cast<uint8_t>(interval)};
+    std::memcpy(at, restart, sizeof restart);
+    at += sizeof restart;
+    std::memcpy(at, first.scan, first.scanBytes);
+    at += first.scanBytes;
+    for (int band = 0; band < count; ++band) {
+        if (band > 0) {
+            *at++ = 0xFF;
+            *at++ = static_cast<uint8_t>(kRST0 + (band - 1) % 8);
+        }
+        const JpegParts& part = parts[static_cast<size_t>(band)];
+        std::memcpy(at, part.data, part.dataBytes);
+        at += part.dataBytes;
+    }
+    *at++ = 0xFF;
+    *at++ = kEOI;
+    joined.size = static_cast<size_t>(at - joined.data);
+    std::swap(out.data, joined.data);
+    std::swap(out.capacity, joined.capacity);
+    out.size = joined.size;
+    return S_OK;
+}
+
+HRESULT DecodeJpegBands(const uint8_t* data, size_t size, ImageTarget& target) {
+    JpegParts parts;
+    const int threads = JpegBandThreads();
+    // Subsampled colour is smoothed across rows when it is decoded, so bands
+    // decoded apart would differ at their edges: such files are decoded whole.
+    if (threads < 2 || !Split(data, size, parts) || parts.subsampled || parts.restartInterval == 0 ||
+        parts.width == 0 ||
+        parts.height == 0 || int64_t(parts.width) * parts.height < kLeastBandedPixels)
+        return S_FALSE;
+    const int mcusPerRow = (parts.width + parts.mcuWidth - 1) / parts.mcuWidth;
+    if (parts.restartInterval % mcusPerRow != 0) return S_FALSE;
+    const int intervalRows = parts.restartInterval / mcusPerRow * parts.mcuHeight;
+    const int intervals = (parts.height + intervalRows - 1) / intervalRows;
+    if (intervals < 2) return S_FALSE;
+
+    // The pieces between restart markers, in order: one per interval.
+    std::vector<std::pair<const uint8_t*, size_t>> pieces;
+    const uint8_t* start = parts.data;
+    const uint8_t* end = parts.data + parts.dataBytes;
+    for (const uint8_t* p = start; p + 1 < end; ++p) {
+        if (p[0] != 0xFF || p[1] < kRST0 || p[1] > kRST0 + 7) continue;
+        if (p[1] != kRST0 + pieces.size() % 8) return S_FALSE;
+        pieces.emplace_back(start, static_cast<size_t>(p - start));
+        start = p + 2;
+        ++p;
+    }
+    pieces.emplace_back(start, static_cast<size_t>(end - start));
+    if (static_cast<int>(pieces.size()) != intervals) return S_FALSE;
+
+    const int32_t bits = parts.components == 1 ? 8 : 24;
+    uint8_t* pixels = nullptr;
+    int32_t stride = 0;
+    const HRESULT allocated = target.Allocate(parts.width, parts.height, bits, &pixels, &stride);
+    if (allocated != S_OK) return allocated == S_FALSE ? S_OK : allocated;
+
+    // Consecutive intervals are decoded together, one band per thread; a
+    // band of several intervals keeps its restart markers, numbered afresh.
+    const int perBand = (intervals + threads - 1) / threads;
+    const int bands = (intervals + perBand - 1) / perBand;
+    const uint8_t restart[6] = {0xFF, kDRI, 0, 4, static_cast<uint8_t>(parts.restartInterval >> 8),
+                                static_cast<uint8_t>(parts.restartInterval)};
+    std::atomic<bool> failed{false};
+    WorkerPool::Shared().Run(bands, [&](int band) noexcept {
+        const int first = band * perBand;
+        const int last = std::min(intervals, first + perBand);
+        const int top = first * intervalRows;
+        const int rows = std::min(parts.height, last * intervalRows) - top;
+        std::vector<uint8_t> file;
+        try {
+            size_t bytes = parts.header.size() + sizeof restart + parts.scanBytes + 2;
+            for (int i = first; i < last; ++i) bytes += pieces[static_cast<size_t>(i)].second + 2;
+            file.reserve(bytes);
+            file.insert(file.end(), parts.header.begin(), parts.header.end());
+            if (last - first > 1) file.insert(file.end(), restart, restart + sizeof restart);
+            file.insert(file.end(), parts.scan, parts.scan + parts.scanBytes);
+            for (int i = first; i < last; ++i) {
+                if (i > first) {
+                    file.push_back(0xFF);
+                    file.push_back(static_cast<uint8_t>(kRST0 + (i - first - 1) % 8));
+                }
+                const auto& piece = pieces[static_cast<size_t>(i)];
+                file.insert(file.end(), piece.first, piece.first + piece.second);
+            }
+            file.push_back(0xFF);
+            file.push_back(kEOI);
+        } catch (const std::bad_alloc&) {
+            failed = true;
+            return;
+        }
+        Put16(file.data() + parts.heightAt, static_cast<uint32_t>(rows));
+        BandTarget window(pixels + int64_t(stride) * top, stride, parts.width, rows, bits);
+        if (DecodeJpegPlain(file.data(), file.size(), window) < 0) failed = true;
+    });
+    return failed ? E_FAIL : S_OK;
+}
