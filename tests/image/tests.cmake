@@ -14,3 +14,9 @@ lum_add_test(image_concurrency_test
   SOURCES image/CameraTests.cpp
   LIBS lum_image_test_support
   LABELS concurrent)
+
+# JPEG in bands: the codec itself, on the pool of coding threads.
+lum_add_test(image_jpeg_bands_test
+  SOURCES image/JpegBandsTests.cpp
+  LIBS lum_jpeg_codec lum_image_pixels
+  LABELS concurrent)

@@ -1,0 +1,188 @@
+// JPEG coded in bands on every core: the joined file is a standard baseline
+// JPEG with restart markers between the bands, it holds exactly the pixels
+// of a one-thread coding, and it decodes band by band to the same pixels as
+// a whole decoding. Files of other encoders decode as before.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "framework/LUMArch/JpegBands.h"
+#include "framework/LUMArch/JpegCodec.h"
+
+namespace {
+
+/// A test pattern with gradients, edges and noise.
+std::vector<uint8_t> Pattern(int width, int height, int bytesPerPixel, unsigned seed) {
+    std::mt19937 random(seed);
+    std::vector<uint8_t> pixels(size_t(width) * height * bytesPerPixel);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < bytesPerPixel; ++c) {
+                int value = (x * (c + 1) + y * 2) / 5 + ((x / 37 + y / 29) % 2) * 90 + int(random() % 24);
+                pixels[(size_t(y) * width + x) * bytesPerPixel + c] = static_cast<uint8_t>(value);
+            }
+    return pixels;
+}
+
+struct Decoded final : ImageTarget {
+    int32_t width = 0, height = 0, bits = 0;
+    std::vector<uint8_t> pixels;
+    HRESULT Allocate(int32_t w, int32_t h, int32_t b, uint8_t** out, int32_t* stride) override {
+        width = w, height = h, bits = b;
+        pixels.assign(size_t(w) * h * (b / 8), 0);
+        *out = pixels.data();
+        *stride = w * (b / 8);
+        return S_OK;
+    }
+};
+
+std::vector<uint8_t> Bytes(const JpegBlock& block) { return std::vector<uint8_t>(block.data, block.data + block.size); }
+
+int CountMarkers(const std::vector<uint8_t>& file, uint8_t first, uint8_t last) {
+    int count = 0;
+    for (size_t i = 0; i + 1 < file.size(); ++i)
+        if (file[i] == 0xFF && file[i + 1] >= first && file[i + 1] <= last) ++count;
+    return count;
+}
+
+struct Case {
+    int width, height, bits, quality;
+};
+
+class JpegBands : public testing::TestWithParam<Case> {};
+
+TEST_P(JpegBands, JoinedFileHoldsTheOneThreadPixelsAndDecodesInBands) {
+    if (JpegBandThreads() < 2) GTEST_SKIP() << "one core: nothing is banded";
+    const Case c = GetParam();
+    const std::vector<uint8_t> source = Pattern(c.width, c.height, c.bits / 8, 7);
+    const ImageView view{source.data(), c.width, c.height, c.bits, c.width * (c.bits / 8)};
+
+    JpegBlock banded, plain;
+    ASSERT_EQ(S_OK, EncodeJpegBands(view, c.quality, banded));
+    ASSERT_EQ(S_OK, EncodeJpegPlainToMemory(view, c.quality, plain));
+    const std::vector<uint8_t> file = Bytes(banded);
+    EXPECT_EQ(1, CountMarkers(file, 0xDD, 0xDD)) << "one restart interval";
+    const bool subsampled = c.bits != 8 && c.quality < 90;
+    const int mcuHeight = subsampled ? 16 : 8;
+    EXPECT_EQ(std::min(JpegBandThreads(), (c.height + mcuHeight - 1) / mcuHeight / 4) - 1,
+              CountMarkers(file, 0xD0, 0xD7))
+        << "a restart marker between two bands";
+
+    // The same pixels as the one-thread coding, decoded whole.
+    Decoded fromBanded, fromPlain, inBands;
+    ASSERT_EQ(S_OK, DecodeJpegPlain(banded.data, banded.size, fromBanded));
+    ASSERT_EQ(S_OK, DecodeJpegPlain(plain.data, plain.size, fromPlain));
+    EXPECT_EQ(c.width, fromBanded.width);
+    EXPECT_EQ(c.height, fromBanded.height);
+    EXPECT_TRUE(fromBanded.pixels == fromPlain.pixels) << "banding changed pixels";
+
+    // Decoded band by band, the same again. Subsampled colour is smoothed
+    // across rows when decoded, so it is decoded whole.
+    if (subsampled) {
+        EXPECT_EQ(S_FALSE, DecodeJpegBands(banded.data, banded.size, inBands));
+    } else {
+        ASSERT_EQ(S_OK, DecodeJpegBands(banded.data, banded.size, inBands));
+        EXPECT_TRUE(inBands.pixels == fromPlain.pixels);
+    }
+    Decoded viaDefault;
+    ASSERT_EQ(S_OK, DecodeJpeg(banded.data, banded.size, viaDefault));
+    EXPECT_TRUE(viaDefault.pixels == fromPlain.pixels);
+}
+
+INSTANTIATE_TEST_SUITE_P(Layouts, JpegBands,
+                         testing::Values(Case{1280, 1024, 8, 100}, Case{1280, 1024, 24, 100}, Case{1283, 771, 8, 90},
+                                         Case{1001, 517, 24, 75}, Case{640, 480, 32, 95}));
+
+TEST(JpegBandsEdges, SmallImagesAndOtherFilesTakeTheOrdinaryPath) {
+    const std::vector<uint8_t> small = Pattern(200, 150, 1, 3);
+    JpegBlock out;
+    EXPECT_EQ(S_FALSE, EncodeJpegBands({small.data(), 200, 150, 8, 200}, 90, out));
+
+    // A one-thread file has no restart markers: not decoded in bands.
+    const std::vector<uint8_t> large = Pattern(800, 600, 1, 4);
+    JpegBlock plain;
+    ASSERT_EQ(S_OK, EncodeJpegPlainToMemory({large.data(), 800, 600, 8, 800}, 90, plain));
+    Decoded target;
+    EXPECT_EQ(S_FALSE, DecodeJpegBands(plain.data, plain.size, target));
+    EXPECT_EQ(0, target.width) << "the target was not asked";
+    // Damaged data: refused, never read out of bounds.
+    EXPECT_EQ(S_FALSE, DecodeJpegBands(plain.data, 3, target));
+}
+
+TEST(JpegBandsEdges, DamagedBandedFilesFailCleanly) {
+    if (JpegBandThreads() < 2) GTEST_SKIP() << "one core: nothing is banded";
+    const std::vector<uint8_t> source = Pattern(1024, 768, 1, 5);
+    JpegBlock banded;
+    ASSERT_EQ(S_OK, EncodeJpegBands({source.data(), 1024, 768, 8, 1024}, 95, banded));
+    std::vector<uint8_t> file = Bytes(banded);
+    std::mt19937 random(11);
+    for (int round = 0; round < 200; ++round) {
+        std::vector<uint8_t> damaged = file;
+        const size_t cut = 2 + random() % (damaged.size() - 2);
+        if (round % 2) damaged.resize(cut);
+        else damaged[cut] ^= static_cast<uint8_t>(1 + random() % 255);
+        Decoded target;
+        const HRESULT hr = DecodeJpeg(damaged.data(), damaged.size(), target);
+        EXPECT_TRUE(hr == S_OK || hr == E_FAIL) << std::hex << hr;
+    }
+}
+
+TEST(JpegBandsEdges, SeveralWritersAtOnceShareThePool) {
+    if (JpegBandThreads() < 2) GTEST_SKIP() << "one core: nothing is banded";
+    const std::vector<uint8_t> source = Pattern(1280, 1024, 1, 9);
+    const ImageView view{source.data(), 1280, 1024, 8, 1280};
+    JpegBlock reference;
+    ASSERT_EQ(S_OK, EncodeJpegBands(view, 100, reference));
+    const std::vector<uint8_t> expected = Bytes(reference);
+    std::vector<std::thread> writers;
+    std::vector<int> same(4, 0);
+    for (int w = 0; w < 4; ++w)
+        writers.emplace_back([&, w] {
+            for (int i = 0; i < 5; ++i) {
+                JpegBlock out;
+                if (EncodeJpegBands(view, 100, out) == S_OK && Bytes(out) == expected) ++same[size_t(w)];
+            }
+        });
+    for (std::thread& t : writers) t.join();
+    for (int w = 0; w < 4; ++w) EXPECT_EQ(5, same[size_t(w)]) << "writer " << w;
+}
+
+// A standard decoder reads the joined file: djpeg, when it is installed.
+TEST(JpegBandsEdges, AStandardDecoderReadsTheJoinedFile) {
+    if (JpegBandThreads() < 2) GTEST_SKIP() << "one core: nothing is banded";
+    if (std::system("command -v djpeg >/dev/null 2>&1") != 0) GTEST_SKIP() << "djpeg not installed";
+    const std::vector<uint8_t> source = Pattern(1280, 1024, 1, 12);
+    JpegBlock banded;
+    ASSERT_EQ(S_OK, EncodeJpegBands({source.data(), 1280, 1024, 8, 1280}, 100, banded));
+    char name[] = "/tmp/lum-bands-XXXXXX";
+    const int fd = mkstemp(name);
+    ASSERT_GE(fd, 0);
+    FILE* out = fdopen(fd, "wb");
+    ASSERT_EQ(banded.size, std::fwrite(banded.data, 1, banded.size, out));
+    std::fclose(out);
+    const std::string pgm = std::string(name) + ".pgm";
+    const std::string command = "djpeg -pnm -outfile " + pgm + " " + name + " 2>/dev/null";
+    EXPECT_EQ(0, std::system(command.c_str()));
+    FILE* in = std::fopen(pgm.c_str(), "rb");
+    ASSERT_TRUE(in);
+    int width = 0, height = 0, maximum = 0;
+    ASSERT_EQ(3, std::fscanf(in, "P5 %d %d %d", &width, &height, &maximum));
+    std::fgetc(in);
+    std::vector<uint8_t> pixels(size_t(width) * height);
+    ASSERT_EQ(pixels.size(), std::fread(pixels.data(), 1, pixels.size(), in));
+    std::fclose(in);
+    std::remove(name);
+    std::remove(pgm.c_str());
+    Decoded ours;
+    ASSERT_EQ(S_OK, DecodeJpegPlain(banded.data, banded.size, ours));
+    EXPECT_EQ(1280, width);
+    EXPECT_EQ(1024, height);
+    EXPECT_TRUE(pixels == ours.pixels);
+}
+
+}  // namespace
