@@ -4,13 +4,21 @@
 #include <thread>
 
 WorkerPool& WorkerPool::Shared() {
-    // Never destroyed: its threads wait for work until the process ends.
-    static WorkerPool* pool = new WorkerPool(std::max(1u, std::thread::hardware_concurrency()) - 1);
-    return *pool;
+    static WorkerPool pool(static_cast<int>(std::max(1u, std::thread::hardware_concurrency())) - 1);
+    return pool;
 }
 
 WorkerPool::WorkerPool(int workers) : m_Workers(workers) {
-    for (int i = 0; i < workers; ++i) std::thread([this] { Work(); }).detach();
+    for (int i = 0; i < workers; ++i) m_Threads.emplace_back([this] { Work(); });
+}
+
+WorkerPool::~WorkerPool() {
+    {
+        std::lock_guard<std::mutex> hold(m_Mutex);
+        m_Stopping = true;
+    }
+    m_Wake.notify_all();
+    for (std::thread& thread : m_Threads) thread.join();
 }
 
 int WorkerPool::Claim(Job& job) {
@@ -22,7 +30,8 @@ int WorkerPool::Claim(Job& job) {
 void WorkerPool::Work() {
     std::unique_lock<std::mutex> hold(m_Mutex);
     for (;;) {
-        m_Wake.wait(hold, [this] { return !m_Queue.empty(); });
+        m_Wake.wait(hold, [this] { return m_Stopping || !m_Queue.empty(); });
+        if (m_Queue.empty()) return;  // stopping, with nothing left to do
         Job& job = *m_Queue.front();
         const int piece = Claim(job);
         hold.unlock();

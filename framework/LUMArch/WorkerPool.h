@@ -7,11 +7,15 @@
 #include <deque>
 #include <functional>
 #include <mutex>
+#include <thread>
+#include <vector>
 
 class WorkerPool {
 public:
-    /// The process's pool, started on first use and never stopped.
+    /// The process's pool, started on first use; its threads are stopped and
+    /// joined when the process ends.
     static WorkerPool& Shared();
+    ~WorkerPool();
 
     /// Threads that work on one job: the pool's and the caller's.
     int Threads() const { return m_Workers + 1; }
@@ -35,6 +39,8 @@ private:
     int Claim(Job& job);
 
     int m_Workers;
+    std::vector<std::thread> m_Threads;
+    bool m_Stopping = false;
     std::mutex m_Mutex;
     std::condition_variable m_Wake;
     std::condition_variable m_Ended;
