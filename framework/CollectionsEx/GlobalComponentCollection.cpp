@@ -44,6 +44,7 @@ constexpr ClassHome kClassTable[] = {
     {L"LUMImageCANVAS", L"LUMImage"},
     {L"LUMStack", L"LUMImage"},
     {L"LUMTestCamera", L"LUMImage"},
+    {L"LUMAravisCamera", L"LUMAravis"},
     {L"LUMArchive", L"LUMArch"},
     {L"LUMFileEx", L"LUMArch"},
     {L"LUMMJPEG", L"LUMVideo"},
