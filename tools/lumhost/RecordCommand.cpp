@@ -1,4 +1,5 @@
-// "record": records the synthetic camera through the camcorder.
+// "record": records the synthetic camera, an Aravis camera or a folder of
+// images through the camcorder.
 #include <unistd.h>
 
 #include <chrono>
@@ -6,6 +7,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "tools/lumhost/CameraChoice.h"
 #include "tools/lumhost/Commands.h"
 #include "tools/lumhost/FolderPlayer.h"
 #include "tools/lumhost/FrameworkHost.h"
@@ -13,16 +15,18 @@
 
 namespace {
 
-const char* kUsage =
+const char* kUsageHead =
     "usage: lumhost record [options]\n"
-    "Records the synthetic camera (or, with --from, a folder of images replayed by\n"
-    "the file player) through the camcorder.\n"
-    "  --from DIR      record the images of DIR (in name order) instead of the\n"
-    "                  synthetic camera; --size and --bits then do not apply\n"
+    "Records the synthetic camera, a camera of the Aravis library (or, with --from,\n"
+    "a folder of images replayed by the file player) through the camcorder.\n";
+const char* kUsageRest =
+    "  --from DIR      record the images of DIR (in name order) instead of a\n"
+    "                  camera; --camera, --size and --bits then do not apply\n"
     "  --frames N      frames to record (default 100; with --from, every image once)\n"
     "  --fps N         camera frames per second, 1-1000 (default 25)\n"
     "  --size WxH      frame size (default 640x480)\n"
-    "  --bits N        8, 24 or 32 bits per pixel (default 8)\n"
+    "  --bits N        8, 24 or 32 bits per pixel (default 8; an Aravis camera\n"
+    "                  gives 8 or 24)\n"
     "  --format F      jpg, bmp or avi (default jpg)\n"
     "  --folder DIR    recording folder (default ./Images; created if missing)\n"
     "  --base NAME     base file name (only its first character is used in names)\n"
@@ -30,7 +34,15 @@ const char* kUsage =
     "  --rate N        keep every N-th frame (default 1)\n"
     "  --options N     0 write in the camera's thread, 1 save thread, 2 save thread\n"
     "                  with copies (default 1; avi needs 1 or 2)\n"
-    "  --speed N       frame rate stored in an AVI (default 10)\n";
+    "  --speed N       frame rate stored in an AVI (default 10)\n"
+    "Aravis cameras: LUM_ARAVIS_FAKE=1 offers Aravis's fake camera (aravis:Fake_1);\n"
+    "see 'lumhost cameras --help'.\n";
+
+void Usage(FILE* out) {
+    std::fputs(kUsageHead, out);
+    std::fputs(kCameraOptionUsage, out);
+    std::fputs(kUsageRest, out);
+}
 
 int32_t StateOf(ICamera* camera) {
     int32_t state = -1;
@@ -41,11 +53,11 @@ int32_t StateOf(ICamera* camera) {
 }  // namespace
 
 int RecordCommand(FrameworkHost& host, const std::vector<std::string>& args) {
-    Options options(args, {"from", "frames", "fps", "size", "bits", "format", "folder", "base", "pre", "rate",
-                           "options", "speed"},
+    Options options(args, {"from", "camera", "frames", "fps", "size", "bits", "format", "folder", "base", "pre",
+                           "rate", "options", "speed"},
                     {"help"});
     if (options.Has("help")) {
-        std::fputs(kUsage, stdout);
+        Usage(stdout);
         return 0;
     }
     int frames = options.Integer("frames", 100, 1, 10000000);
@@ -59,11 +71,18 @@ int RecordCommand(FrameworkHost& host, const std::vector<std::string>& args) {
     const int rate = options.Integer("rate", 1, 1, 1000000);
     const int recordOptions = options.Integer("options", 1, 0, 2);
     const double speed = options.Number("speed", 10.0, 0.001, 1000.0);
-    if (options.Error().empty() && format == FileFormatAVI && recordOptions == 0)
-        std::fprintf(stderr, "lumhost record: an AVI is written by the save thread: use --options 1 or 2\n");
-    if (!options.Error().empty() || (format == FileFormatAVI && recordOptions == 0)) {
-        if (!options.Error().empty()) std::fprintf(stderr, "lumhost record: %s\n\n", options.Error().c_str());
-        std::fputs(kUsage, stderr);
+    bool aravis = false;
+    std::string cameraId;
+    std::string problem = options.Error();
+    if (problem.empty() && format == FileFormatAVI && recordOptions == 0)
+        problem = "an AVI is written by the save thread: use --options 1 or 2";
+    if (problem.empty() && !ParseCameraSpec(options.Text("camera", "test"), &aravis, &cameraId))
+        problem = "--camera must be test, aravis or aravis:ID, not '" + options.Text("camera", "") + "'";
+    if (problem.empty() && options.Has("from") && options.Has("camera"))
+        problem = "--from and --camera name two different sources: give one";
+    if (!problem.empty()) {
+        std::fprintf(stderr, "lumhost record: %s\n\n", problem.c_str());
+        Usage(stderr);
         return 2;
     }
     std::error_code error;
@@ -84,14 +103,22 @@ int RecordCommand(FrameworkHost& host, const std::vector<std::string>& args) {
         camera = source.camera;
         if (!options.Has("frames")) frames = source.count;
     } else {
-        camera = host.Create<ICamera>(L"LUMTestCamera", IID_ICamera);
         static const int kBits[] = {8, 24, 32};
-        if (camera) {
-            camera->Control(1, width);
-            camera->Control(2, height);
-            camera->Control(3, kBits[bits]);
-            camera->Control(4, fps);
+        CameraRequest request;
+        request.spec = options.Text("camera", "test");
+        request.width = width;
+        request.height = height;
+        request.bits = kBits[bits];
+        request.fps = fps;
+        request.hasSize = options.Has("size");
+        request.hasBits = options.Has("bits");
+        request.hasFps = options.Has("fps");
+        CameraChoice choice = OpenSourceCamera(host, request);
+        if (!choice.camera) {
+            std::fprintf(stderr, "lumhost record: %s\n", choice.error.c_str());
+            return choice.exitCode;
         }
+        camera = choice.camera;
     }
     SmartPtr<ILUMCamcorder> camcorder = host.Create<ILUMCamcorder>(L"LUMCamcorder", IID_ILUMCamcorder);
     if (!camera || !camcorder) {
@@ -108,15 +135,31 @@ int RecordCommand(FrameworkHost& host, const std::vector<std::string>& args) {
     camcorder->Control(73, frames);  // frame limit
     SmartPtr<ICamcorderArm> recorder = camcorder.As<ICamcorderArm>(IID_ICamcorderArm);
 
+    // An Aravis camera runs at its own rate unless --fps set it.
+    const int rateOfCamera = aravis ? CameraFrameRate(camera.Get(), fps) : fps;
     const auto start = std::chrono::steady_clock::now();
     if (pre > 0) {
         recorder->put_NumberImagesPreRecord(pre);
         recorder->Arm(camera.Get());
-        camera->Live();
-        std::this_thread::sleep_for(std::chrono::milliseconds(1000LL * pre / fps + 50));
+        if (camera->Live() < 0) {
+            recorder->Arm(nullptr);
+            std::fprintf(stderr, "lumhost record: the camera does not start\n");
+            return 1;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1000LL * pre / rateOfCamera + 50));
     }
     recorder->Record(camera.Get());
-    if (pre == 0) camera->Live();
+    if (pre == 0 && camera->Live() < 0) {
+        recorder->Arm(nullptr);
+        std::fprintf(stderr, "lumhost record: the camera does not start\n");
+        return 1;
+    }
+    // A camera that stops delivering (unplugged, say) ends the recording
+    // after this long without a new frame.
+    const auto stallLimit = std::chrono::milliseconds(5000 + 3000 / rateOfCamera);
+    int32_t lastDelivered = -1;
+    auto lastProgress = std::chrono::steady_clock::now();
+    bool stalled = false;
 
     // Recorded when the camcorder has left "recording" and its save thread
     // (if any) has written everything.
@@ -129,10 +172,29 @@ int RecordCommand(FrameworkHost& host, const std::vector<std::string>& args) {
         camcorder->get_ActiveIndex(&index);
         progress.Update(format == FileFormatAVI ? 0 : index - first);
         if (state == CameraStateIdle || (recordOptions == 0 && state == CameraStateRecorded)) break;
+        if (aravis) {
+            int32_t delivered = 0;
+            camera->Inquire(20, &delivered);
+            const auto now = std::chrono::steady_clock::now();
+            if (delivered != lastDelivered) {
+                lastDelivered = delivered;
+                lastProgress = now;
+            } else if (now - lastProgress > stallLimit && state == CameraStateRecording) {
+                stalled = true;
+                break;
+            }
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     progress.Finish();
     camera->StopLive();
+    if (stalled) {
+        recorder->StopRecording();
+        recorder->Arm(nullptr);
+        std::fprintf(stderr, "lumhost record: the camera delivered no frame for %lld ms (%s); recording stopped\n",
+                     static_cast<long long>(stallLimit.count()), AravisCounters(camera.Get()).c_str());
+        return 1;
+    }
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     int32_t last = 0;
     camcorder->get_ActiveIndex(&last);
@@ -145,5 +207,6 @@ int RecordCommand(FrameworkHost& host, const std::vector<std::string>& args) {
                     last - first, format == FileFormatBMP ? "BMP" : "JPEG", path.c_str(), first, last - 1, seconds,
                     (last - first) / seconds);
     }
+    if (aravis) std::printf("camera: %s\n", AravisCounters(camera.Get()).c_str());
     return 0;
 }

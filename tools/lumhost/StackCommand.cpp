@@ -1,4 +1,5 @@
-// "stack": records the synthetic camera into a stack camcorder and saves the
+// "stack": records a camera (the synthetic one or an Aravis camera) into a
+// stack camcorder and saves the
 // stack as an image series or one AVI file; or loads a folder of images or
 // an AVI file into a stack and plays it back.
 #include <cstdio>
@@ -6,21 +7,32 @@
 
 #include "module/object/InterfaceTable.h"
 #include "module/object/Object.h"
+#include "tools/lumhost/CameraChoice.h"
 #include "tools/lumhost/Commands.h"
 #include "tools/lumhost/FrameworkHost.h"
 #include "tools/lumhost/Options.h"
 
 namespace {
 
-const char* kUsage =
-    "usage: lumhost stack record --out FILE [--frames N] [--size WxH] [--bits N]\n"
+const char* kUsageHead =
+    "usage: lumhost stack record --out FILE [--camera C] [--frames N] [--size WxH] [--bits N]\n"
+    "                            [--fps N]\n"
     "       lumhost stack play --in FILE_OR_FOLDER [--backward] [--loop]\n"
-    "record: records the synthetic camera into a stack and saves it: FILE named\n"
-    "  like run.png (or .jpg, .bmp) writes run0001.png, run0002.png, ...; FILE named\n"
-    "  like clip.avi writes one AVI file (holding the stack's images from the last\n"
-    "  down to the second, as the stack camcorder writes it).\n"
+    "record: records a camera into a stack, one Grab per frame, and saves it: FILE\n"
+    "  named like run.png (or .jpg, .bmp) writes run0001.png, run0002.png, ...; FILE\n"
+    "  named like clip.avi writes one AVI file (holding the stack's images from the\n"
+    "  last down to the second, as the stack camcorder writes it). --frames (default\n"
+    "  50), --size (default 320x240), --bits (8, 24 or 32, default 24), --fps (the\n"
+    "  camera's frame rate).\n";
+const char* kUsageTail =
     "play: loads an AVI file (a name containing \".avi\") or every image of a folder\n"
     "  into a stack and plays it back, reporting each frame.\n";
+
+void Usage(FILE* out) {
+    std::fputs(kUsageHead, out);
+    std::fputs(kCameraOptionUsage, out);
+    std::fputs(kUsageTail, out);
+}
 
 class FrameCounter final : public CObject<FrameCounter>, public _ICameraEvents {
     LUM_OBJECT_UNKNOWN(FrameCounter)
@@ -51,34 +63,54 @@ SmartPtr<IString> Text(FrameworkHost& host, const std::wstring& text) {
 }
 
 int Record(FrameworkHost& host, ICamera* stack, const std::vector<std::string>& args) {
-    Options options(args, {"out", "frames", "size", "bits"});
+    Options options(args, {"out", "camera", "frames", "size", "bits", "fps"});
     const int frames = options.Integer("frames", 50, 1, 100000);
     int width = 320, height = 240;
     options.Size("size", width, height);
     const int bits = options.Choice("bits", {"8", "24", "32"}, 1);
-    if (!options.Error().empty() || !options.Has("out")) {
-        std::fprintf(stderr, "lumhost stack: %s\n\n%s",
-                     options.Error().empty() ? "--out is required" : options.Error().c_str(), kUsage);
+    const int fps = options.Integer("fps", 10, 1, 1000);
+    bool aravis = false;
+    std::string cameraId;
+    std::string problem = options.Error();
+    if (problem.empty() && !options.Has("out")) problem = "--out is required";
+    if (problem.empty() && !ParseCameraSpec(options.Text("camera", "test"), &aravis, &cameraId))
+        problem = "--camera must be test, aravis or aravis:ID, not '" + options.Text("camera", "") + "'";
+    if (!problem.empty()) {
+        std::fprintf(stderr, "lumhost stack: %s\n\n", problem.c_str());
+        Usage(stderr);
         return 2;
     }
-    SmartPtr<ICamera> camera = host.Create<ICamera>(L"LUMTestCamera", IID_ICamera);
-    if (!camera) {
-        std::fprintf(stderr, "lumhost stack: cannot create the synthetic camera\n");
-        return 1;
-    }
     static const int kBits[] = {8, 24, 32};
-    camera->Control(1, width);
-    camera->Control(2, height);
-    camera->Control(3, kBits[bits]);
+    CameraRequest request;
+    request.spec = options.Text("camera", "test");
+    request.width = width;
+    request.height = height;
+    request.bits = kBits[bits];
+    request.fps = fps;
+    request.hasSize = options.Has("size");
+    request.hasBits = options.Has("bits");
+    request.hasFps = options.Has("fps");
+    CameraChoice choice = OpenSourceCamera(host, request);
+    if (!choice.camera) {
+        std::fprintf(stderr, "lumhost stack: %s\n", choice.error.c_str());
+        return choice.exitCode;
+    }
+    SmartPtr<ICamera> camera = choice.camera;
     SmartPtr<ICamcorder> recorder = QueryAs<ICamcorder>(stack, IID_ICamcorder);
     recorder->Record(camera.Get());
     Progress progress("recording", frames);
-    for (int i = 0; i < frames; ++i) {
-        camera->Grab(0, 0, nullptr);
+    HRESULT grabbed = S_OK;
+    for (int i = 0; i < frames && grabbed >= 0; ++i) {
+        grabbed = camera->Grab(0, 0, nullptr);
         progress.Update(i + 1);
     }
     progress.Finish();
     recorder->StopRecording();
+    if (grabbed < 0) {
+        std::fprintf(stderr, "lumhost stack: %s delivered no frame (%s)\n", choice.description.c_str(),
+                     ResultText(grabbed).c_str());
+        return 1;
+    }
 
     const std::string out = std::filesystem::absolute(options.Text("out", "")).string();
     SmartPtr<IFileArchive> archive = QueryAs<IFileArchive>(stack, IID_IFileArchive);
@@ -97,8 +129,8 @@ int Record(FrameworkHost& host, ICamera* stack, const std::vector<std::string>& 
 int Play(FrameworkHost& host, ICamera* stack, const std::vector<std::string>& args) {
     Options options(args, {"in"}, {"backward", "loop"});
     if (!options.Error().empty() || !options.Has("in")) {
-        std::fprintf(stderr, "lumhost stack: %s\n\n%s",
-                     options.Error().empty() ? "--in is required" : options.Error().c_str(), kUsage);
+        std::fprintf(stderr, "lumhost stack: %s\n\n", options.Error().empty() ? "--in is required" : options.Error().c_str());
+        Usage(stderr);
         return 2;
     }
     const std::string in = std::filesystem::absolute(options.Text("in", "")).string();
@@ -139,7 +171,7 @@ int Play(FrameworkHost& host, ICamera* stack, const std::vector<std::string>& ar
 
 int StackCommand(FrameworkHost& host, const std::vector<std::string>& args) {
     if (args.empty() || args[0] == "--help") {
-        std::fputs(kUsage, args.empty() ? stderr : stdout);
+        Usage(args.empty() ? stderr : stdout);
         return args.empty() ? 2 : 0;
     }
     SmartPtr<ICamera> stack = host.Create<ICamera>(L"LUMStackCamcorder", IID_ICamera);
@@ -150,6 +182,7 @@ int StackCommand(FrameworkHost& host, const std::vector<std::string>& args) {
     const std::vector<std::string> rest(args.begin() + 1, args.end());
     if (args[0] == "record") return Record(host, stack.Get(), rest);
     if (args[0] == "play") return Play(host, stack.Get(), rest);
-    std::fprintf(stderr, "lumhost stack: unknown action '%s'\n\n%s", args[0].c_str(), kUsage);
+    std::fprintf(stderr, "lumhost stack: unknown action '%s'\n\n", args[0].c_str());
+    Usage(stderr);
     return 2;
 }
