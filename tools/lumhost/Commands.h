@@ -12,3 +12,5 @@ int PlayCommand(FrameworkHost& host, const std::vector<std::string>& args);
 int ReplayCommand(FrameworkHost& host, const std::vector<std::string>& args);
 int WatchCommand(FrameworkHost& host, const std::vector<std::string>& args);
 int StackCommand(FrameworkHost& host, const std::vector<std::string>& args);
+int ViewCommand(FrameworkHost& host, const std::vector<std::string>& args);
+int SheetCommand(FrameworkHost& host, const std::vector<std::string>& args);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/lumhost/CameraChoice.h"
 #include "tools/lumhost/Commands.h"
 #include "tools/lumhost/FrameworkHost.h"
 
@@ -18,12 +19,15 @@ struct Command {
 
 const Command kCommands[] = {
     {"probe", "create every component of the camera module and list what it answers", &ProbeCommand},
-    {"record", "record the synthetic camera to JPEG/BMP files or an AVI (record --help)", &RecordCommand},
+    {"record", "record a camera to JPEG/BMP files or an AVI (record --help)", &RecordCommand},
     {"play", "play a recording back through the camcorder (play --help)", &PlayCommand},
     {"replay", "replay a folder of images as a live camera through the file player (replay --help)",
      &ReplayCommand},
     {"watch", "print each new image of a folder as the file grab delivers it (watch --help)", &WatchCommand},
     {"stack", "record into a stack and save it, or load and play a stack (stack --help)", &StackCommand},
+    {"view", "show a camera, recording, stack or folder live in a window (view --help)", &ViewCommand},
+    {"sheet", "draw a contact sheet of a folder of images or an AVI file (sheet --help)", &SheetCommand},
+    {"cameras", "list the cameras that Aravis finds (cameras --help)", &CamerasCommand},
 };
 
 void Usage(FILE* out) {
@@ -57,5 +61,6 @@ int main(int argc, char** argv) {
     }
     int status = command->run(host, std::vector<std::string>(argv + 2, argv + argc));
     host.Stop();
+    EndAravis();
     return status;
 }
