@@ -10,6 +10,11 @@ packages=(
   libjpeg62-turbo-dev libpng-dev
   libjpeg-turbo-progs  # djpeg: recorded files are checked with a standard decoder
   ffmpeg  # the video tests check AVI files with ffprobe and read files of ffmpeg
+  libsdl2-dev  # lumhost view: the live window
+  xvfb x11-apps  # the view's tests run it on an X server of their own; xwd dumps the screen
+  libaravis-dev  # "LUMAravis.so": GigE Vision / USB3 Vision cameras through Aravis 0.8
+  libusb-1.0-0-dev  # named by aravis-0.8.pc (Requires.private) but not pulled in by libaravis-dev
+  aravis-tools-cli  # arv-tool-0.8: looking at a real camera's features from the shell
 )
 
 missing=()
