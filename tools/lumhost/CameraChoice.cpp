@@ -53,19 +53,19 @@ std::string Environment(const char* name) {
 
 }  // namespace
 
-bool ParseCameraSpec(const std::string& spec, bool* aravis, std::string* id) {
+bool ParseCameraChoice(const std::string& text, bool* aravis, std::string* id) {
     id->clear();
-    if (spec == "test") {
+    if (text == "test") {
         *aravis = false;
         return true;
     }
-    if (spec == "aravis") {
+    if (text == "aravis") {
         *aravis = true;
         return true;
     }
-    if (spec.rfind("aravis:", 0) == 0) {
+    if (text.rfind("aravis:", 0) == 0) {
         *aravis = true;
-        *id = spec.substr(7);
+        *id = text.substr(7);
         return true;
     }
     return false;
@@ -107,8 +107,8 @@ void EndAravis() {
 CameraChoice OpenSourceCamera(FrameworkHost& host, const CameraRequest& request) {
     CameraChoice choice;
     std::string id;
-    if (!ParseCameraSpec(request.spec, &choice.aravis, &id)) {
-        choice.error = "--camera must be test, aravis or aravis:ID, not '" + request.spec + "'";
+    if (!ParseCameraChoice(request.camera, &choice.aravis, &id)) {
+        choice.error = "--camera must be test, aravis or aravis:ID, not '" + request.camera + "'";
         choice.exitCode = 2;
         return choice;
     }
@@ -224,4 +224,25 @@ int CamerasCommand(FrameworkHost& /*host*/, const std::vector<std::string>& args
     }
     std::printf("%zu camera%s\n", rows.size() - 1, rows.size() == 2 ? "" : "s");
     return 0;
+}
+
+std::string CameraOptionProblem(const Options& options) {
+    bool aravis = false;
+    std::string id;
+    const std::string text = options.Text("camera", "test");
+    if (ParseCameraChoice(text, &aravis, &id)) return "";
+    return "--camera must be test, aravis or aravis:ID, not '" + text + "'";
+}
+
+CameraRequest RequestFromOptions(const Options& options, int width, int height, int bits, int fps) {
+    CameraRequest request;
+    request.camera = options.Text("camera", "test");
+    request.width = width;
+    request.height = height;
+    request.bits = bits;
+    request.fps = fps;
+    request.hasSize = options.Has("size");
+    request.hasBits = options.Has("bits");
+    request.hasFps = options.Has("fps");
+    return request;
 }

@@ -17,7 +17,7 @@ extern const char* const kCameraOptionUsage;
 
 /// What a command asks of its source camera.
 struct CameraRequest {
-    std::string spec = "test";  // the --camera value
+    std::string camera = "test";  // the --camera value
     int width = 640, height = 480;
     int bits = 8;
     int fps = 25;
@@ -37,7 +37,15 @@ struct CameraChoice {
 
 /// Splits a --camera value: "test", "aravis" (the first camera Aravis
 /// finds) or "aravis:ID". False for anything else.
-bool ParseCameraSpec(const std::string& spec, bool* aravis, std::string* id);
+bool ParseCameraChoice(const std::string& text, bool* aravis, std::string* id);
+
+class Options;
+/// Why the command's --camera value is not one of those; empty when it is.
+std::string CameraOptionProblem(const Options& options);
+
+/// The request of a command's --camera, --size, --bits and --fps, with the
+/// values the command settled on for the last three (bits: 8, 24 or 32).
+CameraRequest RequestFromOptions(const Options& options, int width, int height, int bits, int fps);
 
 /// Creates and configures the camera of `request`. Settings the camera
 /// lacks altogether are skipped with a note on standard error; values it

@@ -71,13 +71,10 @@ int RecordCommand(FrameworkHost& host, const std::vector<std::string>& args) {
     const int rate = options.Integer("rate", 1, 1, 1000000);
     const int recordOptions = options.Integer("options", 1, 0, 2);
     const double speed = options.Number("speed", 10.0, 0.001, 1000.0);
-    bool aravis = false;
-    std::string cameraId;
     std::string problem = options.Error();
     if (problem.empty() && format == FileFormatAVI && recordOptions == 0)
         problem = "an AVI is written by the save thread: use --options 1 or 2";
-    if (problem.empty() && !ParseCameraSpec(options.Text("camera", "test"), &aravis, &cameraId))
-        problem = "--camera must be test, aravis or aravis:ID, not '" + options.Text("camera", "") + "'";
+    if (problem.empty()) problem = CameraOptionProblem(options);
     if (problem.empty() && options.Has("from") && options.Has("camera"))
         problem = "--from and --camera name two different sources: give one";
     if (!problem.empty()) {
@@ -93,6 +90,7 @@ int RecordCommand(FrameworkHost& host, const std::vector<std::string>& args) {
     }
 
     SmartPtr<ICamera> camera;
+    bool aravis = false;
     if (options.Has("from")) {
         FolderPlayer source = OpenFolderPlayer(host, options.Text("from", ""), fps, false, 0);
         if (!source.camera || source.count == 0) {
@@ -104,21 +102,13 @@ int RecordCommand(FrameworkHost& host, const std::vector<std::string>& args) {
         if (!options.Has("frames")) frames = source.count;
     } else {
         static const int kBits[] = {8, 24, 32};
-        CameraRequest request;
-        request.spec = options.Text("camera", "test");
-        request.width = width;
-        request.height = height;
-        request.bits = kBits[bits];
-        request.fps = fps;
-        request.hasSize = options.Has("size");
-        request.hasBits = options.Has("bits");
-        request.hasFps = options.Has("fps");
-        CameraChoice choice = OpenSourceCamera(host, request);
+        CameraChoice choice = OpenSourceCamera(host, RequestFromOptions(options, width, height, kBits[bits], fps));
         if (!choice.camera) {
             std::fprintf(stderr, "lumhost record: %s\n", choice.error.c_str());
             return choice.exitCode;
         }
         camera = choice.camera;
+        aravis = choice.aravis;
     }
     SmartPtr<ILUMCamcorder> camcorder = host.Create<ILUMCamcorder>(L"LUMCamcorder", IID_ILUMCamcorder);
     if (!camera || !camcorder) {

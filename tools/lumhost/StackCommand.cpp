@@ -69,28 +69,16 @@ int Record(FrameworkHost& host, ICamera* stack, const std::vector<std::string>& 
     options.Size("size", width, height);
     const int bits = options.Choice("bits", {"8", "24", "32"}, 1);
     const int fps = options.Integer("fps", 10, 1, 1000);
-    bool aravis = false;
-    std::string cameraId;
     std::string problem = options.Error();
     if (problem.empty() && !options.Has("out")) problem = "--out is required";
-    if (problem.empty() && !ParseCameraSpec(options.Text("camera", "test"), &aravis, &cameraId))
-        problem = "--camera must be test, aravis or aravis:ID, not '" + options.Text("camera", "") + "'";
+    if (problem.empty()) problem = CameraOptionProblem(options);
     if (!problem.empty()) {
         std::fprintf(stderr, "lumhost stack: %s\n\n", problem.c_str());
         Usage(stderr);
         return 2;
     }
     static const int kBits[] = {8, 24, 32};
-    CameraRequest request;
-    request.spec = options.Text("camera", "test");
-    request.width = width;
-    request.height = height;
-    request.bits = kBits[bits];
-    request.fps = fps;
-    request.hasSize = options.Has("size");
-    request.hasBits = options.Has("bits");
-    request.hasFps = options.Has("fps");
-    CameraChoice choice = OpenSourceCamera(host, request);
+    CameraChoice choice = OpenSourceCamera(host, RequestFromOptions(options, width, height, kBits[bits], fps));
     if (!choice.camera) {
         std::fprintf(stderr, "lumhost stack: %s\n", choice.error.c_str());
         return choice.exitCode;

@@ -373,7 +373,7 @@ private:
 SmartPtr<ICamera> OpenViewCamera(FrameworkHost& host, const ViewCameraSettings& settings, std::string& name,
                                  std::string& error, int& exitCode) {
     CameraRequest request;
-    request.spec = settings.camera;
+    request.camera = settings.camera;
     request.width = settings.width;
     request.height = settings.height;
     request.bits = settings.bits;
