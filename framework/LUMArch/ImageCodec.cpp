@@ -9,8 +9,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwctype>
+#include <memory>
 #include <new>
-#include <vector>
+
+#include "framework/LUMArch/Recycler.h"
 
 namespace {
 
@@ -19,27 +21,31 @@ constexpr int64_t kMaxFileBytes = int64_t(1) << 31;
 // Output buffer of the stdio stream an image is written through.
 constexpr size_t kWriteBuffer = size_t(1) << 18;
 
-bool ReadWholeFile(const std::string& path, std::vector<uint8_t>& bytes) {
+// File contents are read into buffers kept from one file to the next, so
+// that replaying a folder does not allocate (and clear) a frame's bytes
+// for every file. Buffers of files above this size are not kept.
+constexpr size_t kLargestKeptFile = size_t(64) << 20;
+
+Recycler<JpegBlock>& FileBuffers() {
+    static Recycler<JpegBlock> buffers(8);
+    return buffers;
+}
+
+/// Reads the whole regular file at `path` into `bytes` (its size set to the
+/// bytes read). A file that shrinks meanwhile gives what is there.
+bool ReadWholeFile(const std::string& path, JpegBlock& bytes) {
+    bytes.size = 0;
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) return false;
     struct stat status {};
-    bool ok = ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size <= kMaxFileBytes;
-    if (ok) {
-        try {
-            bytes.resize(static_cast<size_t>(status.st_size));
-        } catch (const std::bad_alloc&) {
-            ok = false;
-        }
-    }
-    size_t done = 0;
-    while (ok && done < bytes.size()) {
-        const ssize_t got = ::read(fd, bytes.data() + done, bytes.size() - done);
+    const bool ok = ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size <= kMaxFileBytes &&
+                    bytes.Reserve(static_cast<size_t>(status.st_size));
+    const size_t wanted = ok ? static_cast<size_t>(status.st_size) : 0;
+    while (bytes.size < wanted) {
+        const ssize_t got = ::read(fd, bytes.data + bytes.size, wanted - bytes.size);
         if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) {
-            bytes.resize(done);  // the file shrank meanwhile: decode what is there
-            break;
-        }
-        done += static_cast<size_t>(got);
+        if (got <= 0) break;
+        bytes.size += static_cast<size_t>(got);
     }
     ::close(fd);
     return ok;
@@ -69,15 +75,24 @@ ImageFormat FormatOfName(const std::wstring& name) {
 }
 
 HRESULT ReadImageFile(const std::string& path, ImageTarget& target) {
-    std::vector<uint8_t> bytes;
-    if (!ReadWholeFile(path, bytes)) return E_FAIL;
-    HRESULT hr = E_FAIL;
-    switch (SniffFormat(bytes.data(), bytes.size())) {
-        case ImageFormat::Jpeg: hr = DecodeJpeg(bytes.data(), bytes.size(), target); break;
-        case ImageFormat::Bmp: hr = DecodeBmp(bytes.data(), bytes.size(), target); break;
-        case ImageFormat::Png: hr = DecodePng(bytes.data(), bytes.size(), target); break;
-        case ImageFormat::None: break;
+    std::unique_ptr<JpegBlock> bytes;
+    try {
+        bytes = FileBuffers().Take();
+    } catch (const std::bad_alloc&) {
+        return E_FAIL;
     }
+    HRESULT hr = E_FAIL;
+    if (ReadWholeFile(path, *bytes)) {
+        const uint8_t* data = bytes->data;
+        const size_t size = bytes->size;
+        switch (SniffFormat(data, size)) {
+            case ImageFormat::Jpeg: hr = DecodeJpeg(data, size, target); break;
+            case ImageFormat::Bmp: hr = DecodeBmp(data, size, target); break;
+            case ImageFormat::Png: hr = DecodePng(data, size, target); break;
+            case ImageFormat::None: break;
+        }
+    }
+    if (bytes->capacity <= kLargestKeptFile) FileBuffers().Give(std::move(bytes));
     return hr;
 }
 

@@ -4,9 +4,12 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <mutex>
 #include <new>
 #include <vector>
 
+#include "framework/LUMArch/Recycler.h"
 #include "framework/LUMArch/WorkerPool.h"
 
 namespace {
@@ -16,6 +19,17 @@ namespace {
 constexpr int64_t kLeastBandedPixels = 256 * 256;
 // A band is at least this many MCU rows.
 constexpr int kLeastMcuRowsPerBand = 4;
+// Bands (or runs of restart intervals when decoding) per thread: with
+// several each, a thread that ends early takes the next one, so that the
+// cores end an image close together whatever the content of each band.
+constexpr int kBandsPerThread = 4;
+// Coded bands kept for the next image, and the largest buffer kept.
+constexpr size_t kKeptBlocks = 64;
+constexpr size_t kLargestKeptBlock = size_t(64) << 20;
+
+const uint8_t kEndOfImage[2] = {0xFF, 0xD9};
+const uint8_t kRestartMarkers[8][2] = {{0xFF, 0xD0}, {0xFF, 0xD1}, {0xFF, 0xD2}, {0xFF, 0xD3},
+                                       {0xFF, 0xD4}, {0xFF, 0xD5}, {0xFF, 0xD6}, {0xFF, 0xD7}};
 
 // Marker codes (the byte after 0xFF).
 constexpr uint8_t kSOF0 = 0xC0, kSOF1 = 0xC1, kDHT = 0xC4, kRST0 = 0xD0, kSOI = 0xD8, kEOI = 0xD9, kSOS = 0xDA,
@@ -119,11 +133,43 @@ private:
     int32_t m_Stride, m_Width, m_Height, m_Bits;
 };
 
+/// The buffers that coded bands are put in, grown to their size once.
+Recycler<JpegBlock>& BandBlocks() {
+    static Recycler<JpegBlock> blocks(kKeptBlocks);
+    return blocks;
+}
+
+/// The DRI segment for `interval` MCUs.
+void RestartSegment(uint32_t interval, uint8_t (&segment)[6]) {
+    segment[0] = 0xFF;
+    segment[1] = kDRI;
+    segment[2] = 0;
+    segment[3] = 4;
+    Put16(segment + 4, interval);
+}
+
+/// Appends to a block.
+class BlockOutput final : public JpegOutput {
+public:
+    explicit BlockOutput(JpegBlock& block) : m_Block(block) { m_Block.size = 0; }
+    bool Put(const uint8_t* bytes, size_t count) override { return m_Block.Append(bytes, count); }
+
+private:
+    JpegBlock& m_Block;
+};
+
 }  // namespace
 
 int JpegBandThreads() { return WorkerPool::Shared().Threads(); }
 
 HRESULT EncodeJpegBands(const ImageView& image, int quality, JpegBlock& out) {
+    BlockOutput output(out);
+    const HRESULT hr = EncodeJpegBands(image, quality, output);
+    if (hr < 0) out.size = 0;
+    return hr;
+}
+
+HRESULT EncodeJpegBands(const ImageView& image, int quality, JpegOutput& output) {
     const int threads = JpegBandThreads();
     if (threads < 2 || int64_t(image.width) * image.height < kLeastBandedPixels) return S_FALSE;
     // The MCU height as the one-thread coder lays it out: colour below
@@ -132,7 +178,7 @@ HRESULT EncodeJpegBands(const ImageView& image, int quality, JpegBlock& out) {
     const int mcuWidth = mcuHeight;
     const int mcuRows = (image.height + mcuHeight - 1) / mcuHeight;
     const int mcusPerRow = (image.width + mcuWidth - 1) / mcuWidth;
-    const int bands = std::min(threads, mcuRows / kLeastMcuRowsPerBand);
+    const int bands = std::min(threads * kBandsPerThread, mcuRows / kLeastMcuRowsPerBand);
     if (bands < 2) return S_FALSE;
     const int bandMcuRows = (mcuRows + bands - 1) / bands;
     const int64_t interval = int64_t(bandMcuRows) * mcusPerRow;
@@ -140,55 +186,69 @@ HRESULT EncodeJpegBands(const ImageView& image, int quality, JpegBlock& out) {
     const int bandRows = bandMcuRows * mcuHeight;
     const int count = (image.height + bandRows - 1) / bandRows;
 
-    std::vector<JpegBlock> coded(static_cast<size_t>(count));
+    std::vector<std::unique_ptr<JpegBlock>> coded;
+    try {
+        for (int band = 0; band < count; ++band) coded.push_back(BandBlocks().Take());
+    } catch (const std::bad_alloc&) {
+        return E_FAIL;
+    }
+
+    // Puts one coded band: band 0 brings the header (with the whole image's
+    // height and the restart interval), every later one a restart marker,
+    // the last one the end of the image.
+    auto putBand = [&](int band) {
+        const JpegBlock& block = *coded[static_cast<size_t>(band)];
+        JpegParts parts;
+        if (!Split(block.data, block.size, parts)) return false;
+        bool ok = true;
+        if (band == 0) {
+            Put16(parts.header.data() + parts.heightAt, static_cast<uint32_t>(image.height));
+            uint8_t restart[6];
+            RestartSegment(static_cast<uint32_t>(interval), restart);
+            ok = output.Put(parts.header.data(), parts.header.size()) && output.Put(restart, sizeof restart) &&
+                 output.Put(parts.scan, parts.scanBytes);
+        } else {
+            ok = output.Put(kRestartMarkers[(band - 1) % 8], 2);
+        }
+        ok = ok && output.Put(parts.data, parts.dataBytes);
+        if (band == count - 1) ok = ok && output.Put(kEndOfImage, sizeof kEndOfImage);
+        return ok;
+    };
+
+    // Whichever thread codes a band that completes the run of coded bands
+    // puts the run out; the others go on coding meanwhile.
+    std::mutex order;
+    std::vector<char> done(static_cast<size_t>(count), 0);
+    int nextToPut = 0;
+    bool putting = false;
     std::atomic<bool> failed{false};
     WorkerPool::Shared().Run(count, [&](int band) {
-        ImageView part = image;
-        part.pixels = image.Row(band * bandRows);
-        part.height = std::min(bandRows, image.height - band * bandRows);
-        if (EncodeJpegPlainToMemory(part, quality, coded[static_cast<size_t>(band)]) < 0) failed = true;
-    });
-    if (failed) return E_FAIL;
-
-    std::vector<JpegParts> parts(static_cast<size_t>(count));
-    size_t total = 0;
-    for (int band = 0; band < count; ++band) {
-        const JpegBlock& block = coded[static_cast<size_t>(band)];
-        if (!Split(block.data, block.size, parts[static_cast<size_t>(band)])) return E_FAIL;
-        total += parts[static_cast<size_t>(band)].dataBytes + 2;
-    }
-    const JpegParts& first = parts.front();
-    total += first.header.size() + 6 + first.scanBytes + 2;
-
-    JpegBlock joined;
-    joined.data = static_cast<uint8_t*>(std::malloc(total));
-    if (!joined.data) return E_FAIL;
-    joined.capacity = total;
-    uint8_t* at = joined.data;
-    std::memcpy(at, first.header.data(), first.header.size());
-    Put16(at + first.heightAt, static_cast<uint32_t>(image.height));
-    at += first.header.size();
-    const uint8_t restart[6] = {0xFF, kDRI, 0, 4, static_cast<uint8_t>(interval >> 8), static_cast<uint8_t>(interval)};
-    std::memcpy(at, restart, sizeof restart);
-    at += sizeof restart;
-    std::memcpy(at, first.scan, first.scanBytes);
-    at += first.scanBytes;
-    for (int band = 0; band < count; ++band) {
-        if (band > 0) {
-            *at++ = 0xFF;
-            *at++ = static_cast<uint8_t>(kRST0 + (band - 1) % 8);
+        bool ok = false;
+        if (!failed.load(std::memory_order_relaxed)) {
+            ImageView part = image;
+            part.pixels = image.Row(band * bandRows);
+            part.height = std::min(bandRows, image.height - band * bandRows);
+            ok = EncodeJpegPlainToMemory(part, quality, *coded[static_cast<size_t>(band)]) >= 0;
         }
-        const JpegParts& part = parts[static_cast<size_t>(band)];
-        std::memcpy(at, part.data, part.dataBytes);
-        at += part.dataBytes;
-    }
-    *at++ = 0xFF;
-    *at++ = kEOI;
-    joined.size = static_cast<size_t>(at - joined.data);
-    std::swap(out.data, joined.data);
-    std::swap(out.capacity, joined.capacity);
-    out.size = joined.size;
-    return S_OK;
+        std::unique_lock<std::mutex> hold(order);
+        if (!ok) failed = true;
+        done[static_cast<size_t>(band)] = 1;
+        if (putting) return;  // the thread putting bands out takes this one too
+        putting = true;
+        while (!failed && nextToPut < count && done[static_cast<size_t>(nextToPut)]) {
+            const int next = nextToPut;
+            hold.unlock();
+            const bool put = putBand(next);
+            hold.lock();
+            if (!put) failed = true;
+            ++nextToPut;
+        }
+        putting = false;
+    });
+
+    for (std::unique_ptr<JpegBlock>& block : coded)
+        if (block->capacity <= kLargestKeptBlock) BandBlocks().Give(std::move(block));
+    return failed || nextToPut != count ? E_FAIL : S_OK;
 }
 
 HRESULT DecodeJpegBands(const uint8_t* data, size_t size, ImageTarget& target) {
@@ -197,8 +257,7 @@ HRESULT DecodeJpegBands(const uint8_t* data, size_t size, ImageTarget& target) {
     // Subsampled colour is smoothed across rows when it is decoded, so bands
     // decoded apart would differ at their edges: such files are decoded whole.
     if (threads < 2 || !Split(data, size, parts) || parts.subsampled || parts.restartInterval == 0 ||
-        parts.width == 0 ||
-        parts.height == 0 || int64_t(parts.width) * parts.height < kLeastBandedPixels)
+        parts.width == 0 || parts.height == 0 || int64_t(parts.width) * parts.height < kLeastBandedPixels)
         return S_FALSE;
     const int mcusPerRow = (parts.width + parts.mcuWidth - 1) / parts.mcuWidth;
     if (parts.restartInterval % mcusPerRow != 0) return S_FALSE;
@@ -206,18 +265,26 @@ HRESULT DecodeJpegBands(const uint8_t* data, size_t size, ImageTarget& target) {
     const int intervals = (parts.height + intervalRows - 1) / intervalRows;
     if (intervals < 2) return S_FALSE;
 
-    // The pieces between restart markers, in order: one per interval.
-    std::vector<std::pair<const uint8_t*, size_t>> pieces;
+    // The pieces between restart markers, in order: one per interval. Coded
+    // data holds 0xFF only before a stuffed zero, a fill byte or a marker,
+    // so the search jumps from one 0xFF to the next.
+    std::vector<JpegChunk> pieces;
+    pieces.reserve(static_cast<size_t>(intervals));
     const uint8_t* start = parts.data;
-    const uint8_t* end = parts.data + parts.dataBytes;
-    for (const uint8_t* p = start; p + 1 < end; ++p) {
-        if (p[0] != 0xFF || p[1] < kRST0 || p[1] > kRST0 + 7) continue;
-        if (p[1] != kRST0 + pieces.size() % 8) return S_FALSE;
-        pieces.emplace_back(start, static_cast<size_t>(p - start));
+    const uint8_t* const end = parts.data + parts.dataBytes;
+    for (const uint8_t* p = start; p + 1 < end;) {
+        p = static_cast<const uint8_t*>(std::memchr(p, 0xFF, static_cast<size_t>(end - 1 - p)));
+        if (!p) break;
+        if (p[1] < kRST0 || p[1] > kRST0 + 7) {
+            ++p;
+            continue;
+        }
+        if (p[1] != kRST0 + pieces.size() % 8 || pieces.size() + 1 >= static_cast<size_t>(intervals)) return S_FALSE;
+        pieces.push_back({start, static_cast<size_t>(p - start)});
         start = p + 2;
-        ++p;
+        p = start;
     }
-    pieces.emplace_back(start, static_cast<size_t>(end - start));
+    pieces.push_back({start, static_cast<size_t>(end - start)});
     if (static_cast<int>(pieces.size()) != intervals) return S_FALSE;
 
     const int32_t bits = parts.components == 1 ? 8 : 24;
@@ -226,43 +293,38 @@ HRESULT DecodeJpegBands(const uint8_t* data, size_t size, ImageTarget& target) {
     const HRESULT allocated = target.Allocate(parts.width, parts.height, bits, &pixels, &stride);
     if (allocated != S_OK) return allocated == S_FALSE ? S_OK : allocated;
 
-    // Consecutive intervals are decoded together, one band per thread; a
-    // band of several intervals keeps its restart markers, numbered afresh.
-    const int perBand = (intervals + threads - 1) / threads;
-    const int bands = (intervals + perBand - 1) / perBand;
-    const uint8_t restart[6] = {0xFF, kDRI, 0, 4, static_cast<uint8_t>(parts.restartInterval >> 8),
-                                static_cast<uint8_t>(parts.restartInterval)};
+    // Runs of consecutive intervals are decoded together; a run of several
+    // intervals keeps its restart markers, numbered afresh from 0.
+    const int perRun = (intervals + threads * kBandsPerThread - 1) / (threads * kBandsPerThread);
+    const int runs = (intervals + perRun - 1) / perRun;
+    uint8_t restart[6];
+    RestartSegment(static_cast<uint32_t>(parts.restartInterval), restart);
     std::atomic<bool> failed{false};
-    WorkerPool::Shared().Run(bands, [&](int band) noexcept {
-        const int first = band * perBand;
-        const int last = std::min(intervals, first + perBand);
+    WorkerPool::Shared().Run(runs, [&](int run) noexcept {
+        const int first = run * perRun;
+        const int last = std::min(intervals, first + perRun);
         const int top = first * intervalRows;
         const int rows = std::min(parts.height, last * intervalRows) - top;
-        std::vector<uint8_t> file;
+        std::vector<uint8_t> header;
+        std::vector<JpegChunk> chunks;
         try {
-            size_t bytes = parts.header.size() + sizeof restart + parts.scanBytes + 2;
-            for (int i = first; i < last; ++i) bytes += pieces[static_cast<size_t>(i)].second + 2;
-            file.reserve(bytes);
-            file.insert(file.end(), parts.header.begin(), parts.header.end());
-            if (last - first > 1) file.insert(file.end(), restart, restart + sizeof restart);
-            file.insert(file.end(), parts.scan, parts.scan + parts.scanBytes);
-            for (int i = first; i < last; ++i) {
-                if (i > first) {
-                    file.push_back(0xFF);
-                    file.push_back(static_cast<uint8_t>(kRST0 + (i - first - 1) % 8));
-                }
-                const auto& piece = pieces[static_cast<size_t>(i)];
-                file.insert(file.end(), piece.first, piece.first + piece.second);
-            }
-            file.push_back(0xFF);
-            file.push_back(kEOI);
+            header = parts.header;
+            chunks.reserve(static_cast<size_t>(2 * (last - first) + 3));
         } catch (const std::bad_alloc&) {
             failed = true;
             return;
         }
-        Put16(file.data() + parts.heightAt, static_cast<uint32_t>(rows));
+        Put16(header.data() + parts.heightAt, static_cast<uint32_t>(rows));
+        chunks.push_back({header.data(), header.size()});
+        if (last - first > 1) chunks.push_back({restart, sizeof restart});
+        chunks.push_back({parts.scan, parts.scanBytes});
+        for (int i = first; i < last; ++i) {
+            if (i > first) chunks.push_back({kRestartMarkers[(i - first - 1) % 8], 2});
+            chunks.push_back(pieces[static_cast<size_t>(i)]);
+        }
+        chunks.push_back({kEndOfImage, sizeof kEndOfImage});
         BandTarget window(pixels + int64_t(stride) * top, stride, parts.width, rows, bits);
-        if (DecodeJpegPlain(file.data(), file.size(), window) < 0) failed = true;
+        if (DecodeJpegChunks(chunks.data(), chunks.size(), window) < 0) failed = true;
     });
     return failed ? E_FAIL : S_OK;
 }

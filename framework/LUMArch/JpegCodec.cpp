@@ -7,6 +7,7 @@
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include <jerror.h>
 #include <jpeglib.h>
@@ -135,6 +136,46 @@ boolean MemoryFull(j_compress_ptr codec) {
     return TRUE;
 }
 
+// Input from a list of chunks in memory, read one after the other. Past the
+// last chunk the library is given an end-of-image marker behind a warning,
+// as its own memory source does, so that a truncated file ends as an error.
+struct ChunkSource {
+    jpeg_source_mgr base;
+    const JpegChunk* chunks;
+    size_t count;
+    size_t next;
+};
+
+void ChunkStart(j_decompress_ptr) {}
+void ChunkTerm(j_decompress_ptr) {}
+
+boolean ChunkFill(j_decompress_ptr codec) {
+    static const JOCTET kEnd[2] = {0xFF, JPEG_EOI};
+    auto* source = reinterpret_cast<ChunkSource*>(codec->src);
+    while (source->next < source->count && source->chunks[source->next].size == 0) ++source->next;
+    if (source->next == source->count) {
+        WARNMS(codec, JWRN_JPEG_EOF);
+        source->base.next_input_byte = kEnd;
+        source->base.bytes_in_buffer = sizeof kEnd;
+        return TRUE;
+    }
+    source->base.next_input_byte = source->chunks[source->next].data;
+    source->base.bytes_in_buffer = source->chunks[source->next].size;
+    ++source->next;
+    return TRUE;
+}
+
+void ChunkSkip(j_decompress_ptr codec, long bytes) {
+    if (bytes <= 0) return;
+    auto* source = reinterpret_cast<ChunkSource*>(codec->src);
+    while (static_cast<unsigned long>(bytes) > source->base.bytes_in_buffer) {
+        bytes -= static_cast<long>(source->base.bytes_in_buffer);
+        ChunkFill(codec);
+    }
+    source->base.next_input_byte += bytes;
+    source->base.bytes_in_buffer -= static_cast<size_t>(bytes);
+}
+
 void MemoryEnd(j_compress_ptr codec) {
     auto* destination = reinterpret_cast<MemoryDestination*>(codec->dest);
     JpegBlock& block = *destination->block;
@@ -198,12 +239,33 @@ HRESULT Compress(jpeg_destination_mgr* destination, const ImageView& image, int 
 
 JpegBlock::~JpegBlock() { std::free(data); }
 
+bool JpegBlock::Reserve(size_t bytes) {
+    if (bytes <= capacity) return true;
+    auto* grown = static_cast<uint8_t*>(std::realloc(data, bytes));
+    if (!grown) return false;
+    data = grown;
+    capacity = bytes;
+    return true;
+}
+
+bool JpegBlock::Append(const uint8_t* bytes, size_t count) {
+    if (count > capacity - size && !Reserve(std::max(size + count, capacity * 2))) return false;
+    if (count) std::memcpy(data + size, bytes, count);
+    size += count;
+    return true;
+}
+
 HRESULT DecodeJpeg(const uint8_t* data, size_t size, ImageTarget& target) {
     const HRESULT hr = DecodeJpegBands(data, size, target);
     return hr == S_FALSE ? DecodeJpegPlain(data, size, target) : hr;
 }
 
 HRESULT DecodeJpegPlain(const uint8_t* data, size_t size, ImageTarget& target) {
+    const JpegChunk whole{data, size};
+    return DecodeJpegChunks(&whole, 1, target);
+}
+
+HRESULT DecodeJpegChunks(const JpegChunk* chunks, size_t count, ImageTarget& target) {
     jpeg_decompress_struct codec;
     JpegError error;
     codec.err = &error.base;
@@ -216,7 +278,18 @@ HRESULT DecodeJpegPlain(const uint8_t* data, size_t size, ImageTarget& target) {
     // Bounds the library's own buffers (progressive files buffer every
     // coefficient) the way the image block is bounded.
     codec.mem->max_memory_to_use = CPixels::kMaxBytes;
-    jpeg_mem_src(&codec, data, static_cast<unsigned long>(size));
+    ChunkSource source;
+    source.base.init_source = ChunkStart;
+    source.base.fill_input_buffer = ChunkFill;
+    source.base.skip_input_data = ChunkSkip;
+    source.base.resync_to_restart = jpeg_resync_to_restart;
+    source.base.term_source = ChunkTerm;
+    source.base.next_input_byte = nullptr;
+    source.base.bytes_in_buffer = 0;
+    source.chunks = chunks;
+    source.count = count;
+    source.next = 0;
+    codec.src = &source.base;
     jpeg_read_header(&codec, TRUE);
 
     int32_t bits = 24;
@@ -266,10 +339,17 @@ HRESULT DecodeJpegPlain(const uint8_t* data, size_t size, ImageTarget& target) {
 }
 
 HRESULT EncodeJpeg(std::FILE* file, const ImageView& image, int quality) {
-    JpegBlock banded;
-    const HRESULT hr = EncodeJpegBands(image, quality, banded);
-    if (hr < 0) return hr;
-    if (hr == S_OK) return std::fwrite(banded.data, 1, banded.size, file) == banded.size ? S_OK : E_FAIL;
+    // Bands are written as they are coded, while later bands are still being
+    // coded on the other cores.
+    struct FileOutput final : JpegOutput {
+        std::FILE* file;
+        bool Put(const uint8_t* bytes, size_t count) override {
+            return std::fwrite(bytes, 1, count, file) == count;
+        }
+    } output;
+    output.file = file;
+    const HRESULT hr = EncodeJpegBands(image, quality, output);
+    if (hr != S_FALSE) return hr;
     FileDestination destination;
     destination.base.init_destination = DestinationStart;
     destination.base.empty_output_buffer = DestinationFull;

@@ -22,6 +22,18 @@ struct JpegBlock {
     JpegBlock(const JpegBlock&) = delete;
     JpegBlock& operator=(const JpegBlock&) = delete;
     ~JpegBlock();
+
+    /// Makes room for at least `bytes`, keeping the bytes held (`size`).
+    /// False when memory runs out; the block is then unchanged.
+    bool Reserve(size_t bytes);
+    /// Appends `bytes` at `size`, growing the block as needed.
+    bool Append(const uint8_t* bytes, size_t count);
+};
+
+/// A piece of a JPEG file held somewhere in memory.
+struct JpegChunk {
+    const uint8_t* data;
+    size_t size;
 };
 
 /// Decodes a JPEG held in memory into the target: gray files give 8 bits,
@@ -31,6 +43,9 @@ struct JpegBlock {
 HRESULT DecodeJpeg(const uint8_t* data, size_t size, ImageTarget& target);
 /// The same on the calling thread only.
 HRESULT DecodeJpegPlain(const uint8_t* data, size_t size, ImageTarget& target);
+/// Decodes, on the calling thread, the file that `count` chunks make when
+/// put one after the other, without copying them together.
+HRESULT DecodeJpegChunks(const JpegChunk* chunks, size_t count, ImageTarget& target);
 
 /// Encodes into a stdio stream; `quality` 1-100. E_FAIL when writing fails.
 /// Images large enough are coded in bands on every core.

@@ -4,6 +4,7 @@
 // a whole decoding. Files of other encoders decode as before.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <random>
@@ -50,6 +51,13 @@ int CountMarkers(const std::vector<uint8_t>& file, uint8_t first, uint8_t last) 
     return count;
 }
 
+/// The restart interval of a file's DRI segment, or 0.
+int RestartInterval(const std::vector<uint8_t>& file) {
+    for (size_t i = 0; i + 5 < file.size(); ++i)
+        if (file[i] == 0xFF && file[i + 1] == 0xDD) return file[i + 4] << 8 | file[i + 5];
+    return 0;
+}
+
 struct Case {
     int width, height, bits, quality;
 };
@@ -69,9 +77,17 @@ TEST_P(JpegBands, JoinedFileHoldsTheOneThreadPixelsAndDecodesInBands) {
     EXPECT_EQ(1, CountMarkers(file, 0xDD, 0xDD)) << "one restart interval";
     const bool subsampled = c.bits != 8 && c.quality < 90;
     const int mcuHeight = subsampled ? 16 : 8;
-    EXPECT_EQ(std::min(JpegBandThreads(), (c.height + mcuHeight - 1) / mcuHeight / 4) - 1,
-              CountMarkers(file, 0xD0, 0xD7))
-        << "a restart marker between two bands";
+    // The restart interval is whole MCU rows, one marker between two
+    // intervals, and there are bands enough for every thread.
+    const int mcusPerRow = (c.width + mcuHeight - 1) / mcuHeight;
+    const int mcuRows = (c.height + mcuHeight - 1) / mcuHeight;
+    const int interval = RestartInterval(file);
+    ASSERT_GT(interval, 0);
+    EXPECT_EQ(0, interval % mcusPerRow);
+    const int rowsPerInterval = interval / mcusPerRow;
+    const int markers = CountMarkers(file, 0xD0, 0xD7);
+    EXPECT_EQ((mcuRows + rowsPerInterval - 1) / rowsPerInterval - 1, markers) << "a restart marker between two bands";
+    EXPECT_GE(markers + 1, JpegBandThreads());
 
     // The same pixels as the one-thread coding, decoded whole.
     Decoded fromBanded, fromPlain, inBands;
@@ -186,3 +202,70 @@ TEST(JpegBandsEdges, AStandardDecoderReadsTheJoinedFile) {
 }
 
 }  // namespace
+
+// An output that refuses bytes after a limit (a full disk): the coding ends
+// with a failure, the bytes before the limit came in file order, and the
+// pool is left able to code the next image.
+TEST(JpegBandsEdges, AnOutputThatFillsUpEndsTheCodingCleanly) {
+    if (JpegBandThreads() < 2) GTEST_SKIP() << "one core: nothing is banded";
+    const std::vector<uint8_t> source = Pattern(1280, 1024, 1, 21);
+    const ImageView view{source.data(), 1280, 1024, 8, 1280};
+    JpegBlock whole;
+    ASSERT_EQ(S_OK, EncodeJpegBands(view, 95, whole));
+    const std::vector<uint8_t> expected = Bytes(whole);
+
+    struct LimitedOutput final : JpegOutput {
+        size_t limit = 0;
+        std::vector<uint8_t> taken;
+        bool Put(const uint8_t* bytes, size_t count) override {
+            if (taken.size() + count > limit) return false;
+            taken.insert(taken.end(), bytes, bytes + count);
+            return true;
+        }
+    };
+    for (size_t limit : {size_t(0), size_t(100), expected.size() / 3, expected.size() - 1}) {
+        LimitedOutput output;
+        output.limit = limit;
+        EXPECT_EQ(E_FAIL, EncodeJpegBands(view, 95, output)) << "limit " << limit;
+        ASSERT_LE(output.taken.size(), limit);
+        EXPECT_TRUE(std::equal(output.taken.begin(), output.taken.end(), expected.begin())) << "limit " << limit;
+    }
+    LimitedOutput enough;
+    enough.limit = expected.size();
+    EXPECT_EQ(S_OK, EncodeJpegBands(view, 95, enough));
+    EXPECT_TRUE(enough.taken == expected);
+}
+
+// A file handed to the decoder in pieces decodes as the whole file, however
+// it is cut, including a segment the decoder skips across several pieces;
+// pieces that end early make a truncated file, which fails.
+TEST(JpegChunks, PiecesDecodeAsTheWholeFile) {
+    const std::vector<uint8_t> source = Pattern(320, 200, 3, 17);
+    JpegBlock plain;
+    ASSERT_EQ(S_OK, EncodeJpegPlainToMemory({source.data(), 320, 200, 24, 320 * 3}, 90, plain));
+    std::vector<uint8_t> file = Bytes(plain);
+    // An application segment of 3,000 bytes after SOI, which is skipped.
+    std::vector<uint8_t> segment = {0xFF, 0xEF, 3000 >> 8, 3000 & 0xFF};
+    segment.resize(3002, 0x5A);
+    file.insert(file.begin() + 2, segment.begin(), segment.end());
+    Decoded whole;
+    ASSERT_EQ(S_OK, DecodeJpegPlain(file.data(), file.size(), whole));
+
+    for (size_t piece : {size_t(1), size_t(7), size_t(1000), size_t(4096)}) {
+        std::vector<JpegChunk> chunks;
+        for (size_t at = 0; at < file.size(); at += piece) {
+            chunks.push_back({file.data() + at, std::min(piece, file.size() - at)});
+            chunks.push_back({nullptr, 0});  // empty pieces are passed over
+        }
+        Decoded cut;
+        ASSERT_EQ(S_OK, DecodeJpegChunks(chunks.data(), chunks.size(), cut)) << "pieces of " << piece;
+        EXPECT_TRUE(cut.pixels == whole.pixels) << "pieces of " << piece;
+        chunks.resize(chunks.size() / 2);
+        Decoded truncated;
+        EXPECT_EQ(E_FAIL, DecodeJpegChunks(chunks.data(), chunks.size(), truncated)) << "pieces of " << piece;
+    }
+    // Only the skipped segment, cut short.
+    const JpegChunk header{file.data(), 1500};
+    Decoded shortOne;
+    EXPECT_EQ(E_FAIL, DecodeJpegChunks(&header, 1, shortOne));
+}
