@@ -127,7 +127,13 @@ void* CLUMCamcorder::LiveThreadEntry(void* argument) {
 void CLUMCamcorder::LiveThread(const std::shared_ptr<std::atomic<int32_t>>& stop,
                                const std::shared_ptr<std::atomic<bool>>& orphaned) {
     while (!stop->load(std::memory_order_relaxed)) {
+        // The step holds a reference: a sink that drops the last other one
+        // inside the event must not destroy the component while the event
+        // loop still walks its sinks. Without a reference to take, the host
+        // is releasing it and joins this thread.
+        if (!TryAddRef()) return;
         const HRESULT r = Grab(-1, 1, nullptr);
+        Release();
         // Released from inside its own event: the component is gone.
         if (orphaned->load(std::memory_order_relaxed)) return;
         if (r >= 0) {
