@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # Builds and runs the whole test suite three times: a plain build, under
 # AddressSanitizer + UndefinedBehaviorSanitizer, and the concurrent tests
-# under ThreadSanitizer. Installs what it needs first.
+# under ThreadSanitizer; then a short run of every fuzz target (clang
+# libFuzzer build, 20 s each). Installs what it needs first.
+#
+#   bash scripts/test.sh [default] [asan] [tsan] [fuzz]   (default: all four)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -23,8 +26,13 @@ run_preset() {
   "${runner[@]}" ctest --preset "$preset" -j "$jobs"
 }
 
-presets=("${@:-default asan tsan}")
+presets=("${@:-default asan tsan fuzz}")
 for preset in ${presets[@]}; do
-  run_preset "$preset"
+  if [ "$preset" = fuzz ]; then
+    echo "==== fuzz targets, 20 s each"
+    LUM_FUZZ_JOBS=$jobs bash scripts/fuzz.sh --seconds 20
+  else
+    run_preset "$preset"
+  fi
 done
 echo "==== all test runs passed"

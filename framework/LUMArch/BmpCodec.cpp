@@ -114,9 +114,11 @@ HRESULT DecodeBmp(const uint8_t* data, size_t size, ImageTarget& target) {
         return E_FAIL;
     }
 
+    // At least 4 bytes; rows times row size is compared by division, as a
+    // header may claim sizes whose product does not fit 64 bits.
     const int64_t rowSize = (width * bitCount + 31) / 32 * 4;
     if (pixelOffset < kFileHeaderSize + headerSize || pixelOffset > size ||
-        rowSize * rows > static_cast<int64_t>(size - pixelOffset))
+        rows > static_cast<int64_t>(size - pixelOffset) / rowSize)
         return E_FAIL;
 
     int32_t bits = 24;

@@ -73,7 +73,7 @@ bool Split(const uint8_t* data, size_t size, JpegParts& parts) {
         if (length < 2 || at + 2 + length > size) return false;
         const uint8_t* segment = data + at;
         if (marker == kSOS) {
-            if (!frame || segment[4] != parts.components) return false;
+            if (!frame || length < 6 + 2u * parts.components || segment[4] != parts.components) return false;
             parts.scan = segment;
             parts.scanBytes = 2 + length;
             parts.data = segment + parts.scanBytes;
@@ -108,6 +108,7 @@ bool Split(const uint8_t* data, size_t size, JpegParts& parts) {
             return false;  // progressive, lossless or arithmetic coding
         }
         if (marker == kDRI) {
+            if (length < 4) return false;
             parts.restartInterval = Get16(segment + 4);
         } else {
             parts.header.insert(parts.header.end(), segment, segment + 2 + length);

@@ -118,8 +118,9 @@ bool ReadVideoFormat(const Source& source, const Chunk& format, uint32_t handler
     if (!gray && (!IsRawCoding(compression) || (bits != 8 && bits != 24 && bits != 32))) return false;
     const int64_t rows = height < 0 ? -height : height;
     const int64_t rowBytes = gray ? width : (width * bits + 31) / 32 * 4;
-    if (width <= 0 || rows <= 0 || width > INT32_MAX || rows > INT32_MAX ||
-        rowBytes * rows > CPixels::kMaxBytes)
+    // The size limit is checked by division: the header's width and height
+    // may be such that their product does not fit 64 bits.
+    if (width <= 0 || rows <= 0 || width > INT32_MAX || rows > INT32_MAX || rows > CPixels::kMaxBytes / rowBytes)
         return false;
     video.coding = AviCoding::Raw;
     video.width = static_cast<int32_t>(width);

@@ -26,6 +26,8 @@
 #include "module/object/Object.h"
 
 class CXMLStream;
+// Declared ahead of the class, whose members take the name's address.
+LUM_KIT_OBJECT_NAME_DECLARE(CXMLStream)
 
 /// The IFolderStream operations over one folder of an XML text: the stream's
 /// root (writes at the end of the text, reads the parsed unread rest), a
@@ -173,7 +175,6 @@ private:
     uint64_t m_ParsedGeneration = 0;
     XmlFolderAccess m_Root;
 };
-LUM_KIT_OBJECT_NAME_DECLARE(CXMLStream)
 
 /// A folder of an XML stream handed out by CreateFolder, WriteObject,
 /// OpenFolder or ReadObject. Its IDataStream exists so that it can be handed

@@ -131,6 +131,9 @@ TEST_F(ArchiveTest, DamagedAndForeignFilesFailWithoutAnImage) {
     hugeJpeg.replace(frame + 5, 4, "\xFD\xE8\xFD\xE8");
     std::string hugeBmp = bmp.substr(0, 54);  // 10000 x 10000 pixels, no data
     hugeBmp.replace(18, 8, std::string("\x10\x27\0\0\x10\x27\0\0", 8));
+    // 2^31 - 1 pixels both ways: the row bytes times the rows exceed 64 bits.
+    std::string endlessBmp = bmp.substr(0, 54);
+    endlessBmp.replace(18, 8, std::string("\xFF\xFF\xFF\x7F\xFF\xFF\xFF\x7F", 8));
     std::string badCrc = png;
     badCrc[29] ^= 0x55;  // inside the header chunk's check sum
 
@@ -143,6 +146,7 @@ TEST_F(ArchiveTest, DamagedAndForeignFilesFailWithoutAnImage) {
         {"truncated.bmp", bmp.substr(0, bmp.size() / 2)},
         {"huge.jpg", hugeJpeg},
         {"huge.bmp", hugeBmp},
+        {"endless.bmp", endlessBmp},
         {"bad-crc.png", badCrc},
     };
     for (const auto& [name, bytes] : files) {

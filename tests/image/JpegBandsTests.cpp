@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <random>
 #include <string>
 #include <thread>
@@ -128,6 +129,23 @@ TEST(JpegBandsEdges, SmallImagesAndOtherFilesTakeTheOrdinaryPath) {
     EXPECT_EQ(0, target.width) << "the target was not asked";
     // Damaged data: refused, never read out of bounds.
     EXPECT_EQ(S_FALSE, DecodeJpegBands(plain.data, 3, target));
+}
+
+// Segments shorter than their fields, at the very end of the data: refused
+// without reading past it (each file sits in a block of exactly its size).
+TEST(JpegBandsEdges, ShortSegmentsAreNotReadPastTheirEnd) {
+    const std::vector<std::vector<uint8_t>> files = {
+        {0xFF, 0xD8, 0xFF, 0xDD, 0x00, 0x02},  // a DRI without its interval
+        {0xFF, 0xD8, 0xFF, 0xC0, 0x00, 0x0B, 0x08, 0x00, 0x10, 0x00, 0x10, 0x01, 0x01, 0x11, 0x00,
+         0xFF, 0xDA, 0x00, 0x02},  // an SOS without its component count
+    };
+    for (const std::vector<uint8_t>& file : files) {
+        std::unique_ptr<uint8_t[]> exact(new uint8_t[file.size()]);
+        std::copy(file.begin(), file.end(), exact.get());
+        Decoded target;
+        EXPECT_EQ(S_FALSE, DecodeJpegBands(exact.get(), file.size(), target));
+        EXPECT_EQ(E_FAIL, DecodeJpeg(exact.get(), file.size(), target));
+    }
 }
 
 TEST(JpegBandsEdges, DamagedBandedFilesFailCleanly) {

@@ -210,6 +210,9 @@ TEST_F(ReaderTest, WhatIsNoReadableAviFailsWithoutFrames) {
         {"unknown coding", AviFile(VideoStreamList("H264", 64, 48, 24, 15), {frames})},
         {"16 bits", AviFile(VideoStreamList("", 4, 4, 16, 15), {Chunk("00db", std::string(32, '\0'))})},
         {"huge raw frames", AviFile(VideoStreamList("", 1 << 30, 1 << 20, 32, 15), {Chunk("00db", "x")})},
+        // Row bytes times rows beyond 64 bits: refused, not wrapped around.
+        {"raw frame size beyond 64 bits",
+         AviFile(VideoStreamList("", INT32_MAX, INT32_MAX, 32, 15), {Chunk("00db", "x")})},
         {"no frames", AviFile(VideoStreamList("MJPG", 64, 48, 24, 15), {})},
         {"other stream's frames", AviFile(VideoStreamList("MJPG", 64, 48, 24, 15), {Chunk("01dc", jpeg)})},
     };
