@@ -42,6 +42,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/BenchObjects.h"
 #include "module/object/InterfaceTable.h"
 #include "module/object/Object.h"
 #include "tools/lumhost/FolderPlayer.h"
@@ -400,57 +401,6 @@ const InterfaceEntry<FeedCamera> FeedCamera::kInterfaces[] = {
     InterfaceEntry<FeedCamera>::Of<IEventSource>(IID_IEventSource),
     InterfaceEntry<FeedCamera>::End(),
 };
-
-/// Counts the images it is given, and does nothing else: every event of
-/// the bench arrives on the thread that steps the source.
-class CountingSink final : public CObject<CountingSink>, public _ICameraEvents {
-    LUM_OBJECT_UNKNOWN(CountingSink)
-public:
-    HRESULT ImageGrabbed(IUnknown*, IUnknown* image, int32_t) override {
-        m_Count += image != nullptr;
-        return S_OK;
-    }
-    int Count() const { return m_Count; }
-
-private:
-    int m_Count = 0;
-};
-
-const InterfaceEntry<CountingSink> CountingSink::kInterfaces[] = {
-    InterfaceEntry<CountingSink>::Of<_ICameraEvents>(IID__ICameraEvents),
-    InterfaceEntry<CountingSink>::End(),
-};
-
-/// An image archive that writes nothing and reads back one fixed image.
-class NullArchive final : public CObject<NullArchive>, public ILUMArchive {
-    LUM_OBJECT_UNKNOWN(NullArchive)
-public:
-    static inline ILUM* image = nullptr;  // held by the bench
-    static inline std::atomic<long> writes{0};
-    HRESULT Read(IString*, ILUM** out) override {
-        if (!out) return E_POINTER;
-        *out = image;
-        if (!image) return E_FAIL;
-        image->AddRef();
-        return S_OK;
-    }
-    HRESULT Write(IString*, ILUM*, int32_t) override {
-        writes.fetch_add(1, std::memory_order_relaxed);
-        return S_OK;
-    }
-};
-
-const InterfaceEntry<NullArchive> NullArchive::kInterfaces[] = {
-    InterfaceEntry<NullArchive>::Of<ILUMArchive>(IID_ILUMArchive),
-    InterfaceEntry<NullArchive>::End(),
-};
-
-template <class T>
-SmartPtr<T> Make() {
-    void* unknown = nullptr;
-    CObject<T>::_CreateInstance(nullptr, &IID_IUnknown, &unknown);
-    return SmartPtr<T>::Adopt(static_cast<T*>(static_cast<CObject<T>*>(static_cast<IUnknown*>(unknown))));
-}
 
 // ---- The framework side --------------------------------------------------
 

@@ -12,25 +12,13 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 started=$(date +%s)
 
-bash scripts/install-deps.sh
-peers=(
-  ffmpeg                                   # ffmpeg, ffprobe
-  gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good  # gst-launch-1.0, rawvideoparse, jpegenc, avimux
-  python3-opencv                           # cv2.imwrite / cv2.imread
-  python3-matplotlib                       # the plot
-  libjpeg-turbo-progs                      # djpeg
-)
-missing=()
-for p in "${peers[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-  echo "Installing: ${missing[*]}"
-  SUDO=""
-  [ "$(id -u)" -ne 0 ] && SUDO=sudo
-  $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
-fi
+# The build's packages and the peers.
+bash scripts/install-deps.sh \
+  ffmpeg `# ffmpeg, ffprobe` \
+  gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good `# gst-launch-1.0, rawvideoparse, jpegenc, avimux` \
+  python3-opencv `# cv2.imwrite / cv2.imread` \
+  python3-matplotlib `# the plot` \
+  libjpeg-turbo-progs `# djpeg`
 
 cmake -S . -B build/bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF >/dev/null
 cmake --build build/bench --target compare_bench -j "$(nproc)"

@@ -39,6 +39,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/BenchObjects.h"
 #include "module/object/InterfaceTable.h"
 #include "module/object/Object.h"
 #include "tools/lumhost/FrameworkHost.h"
@@ -70,51 +71,7 @@ Usage Measure() {
     return usage;
 }
 
-// ---- Objects of the soak's own ---------------------------------------------
-
-/// An image archive that writes nothing (the same idea as the one in
-/// compare_bench.cpp, kept separate so that the two programs stay apart).
-class NullArchive final : public CObject<NullArchive>, public ILUMArchive {
-    LUM_OBJECT_UNKNOWN(NullArchive)
-public:
-    static inline std::atomic<long> writes{0};
-    HRESULT Read(IString*, ILUM** out) override {
-        if (out) *out = nullptr;
-        return E_FAIL;
-    }
-    HRESULT Write(IString*, ILUM*, int32_t) override {
-        writes.fetch_add(1, std::memory_order_relaxed);
-        return S_OK;
-    }
-};
-
-const InterfaceEntry<NullArchive> NullArchive::kInterfaces[] = {
-    InterfaceEntry<NullArchive>::Of<ILUMArchive>(IID_ILUMArchive),
-    InterfaceEntry<NullArchive>::End(),
-};
-
-/// Counts the images a source hands out.
-class CountingSink final : public CObject<CountingSink>, public _ICameraEvents {
-    LUM_OBJECT_UNKNOWN(CountingSink)
-public:
-    HRESULT ImageGrabbed(IUnknown*, IUnknown*, int32_t) override {
-        count.fetch_add(1, std::memory_order_relaxed);
-        return S_OK;
-    }
-    std::atomic<long> count{0};
-};
-
-const InterfaceEntry<CountingSink> CountingSink::kInterfaces[] = {
-    InterfaceEntry<CountingSink>::Of<_ICameraEvents>(IID__ICameraEvents),
-    InterfaceEntry<CountingSink>::End(),
-};
-
-template <class T>
-SmartPtr<T> Make() {
-    void* unknown = nullptr;
-    CObject<T>::_CreateInstance(nullptr, &IID_IUnknown, &unknown);
-    return SmartPtr<T>::Adopt(static_cast<T*>(static_cast<CObject<T>*>(static_cast<IUnknown*>(unknown))));
-}
+// ---- Helpers ------------------------------------------------------------------
 
 SmartPtr<IString> Text(const FrameworkHost& host, const std::wstring& text) {
     SmartPtr<IString> s = host.Create<IString>(L"CreatableString", IID_IString);
@@ -331,7 +288,7 @@ public:
         fs::remove_all(m_Options.folder, ignored);
     }
 
-    long Frames() const override { return m_Sink->count.load(); }
+    long Frames() const override { return m_Sink->Count(); }
 
 private:
     const FrameworkHost& m_Host;
@@ -339,12 +296,6 @@ private:
     SmartPtr<ICamera> m_Player;
     SmartPtr<CountingSink> m_Sink;
 };
-
-double Median(std::vector<long> values) {
-    if (values.empty()) return 0;
-    std::sort(values.begin(), values.end());
-    return static_cast<double>(values[values.size() / 2]);
-}
 
 }  // namespace
 
@@ -377,9 +328,12 @@ int main(int argc, char** argv) {
     scenario->Start();
     const auto start = Clock::now();
     auto elapsed = [&] { return std::chrono::duration<double>(Clock::now() - start).count(); };
-    // Resident memory is compared as the median of one-second samples over
-    // a window just after the warm-up and over the last window of the run.
-    const size_t window = static_cast<size_t>(std::clamp(total * 0.1, 5.0, 30.0));
+    // Resident memory is sampled every second. A frame in flight at the
+    // moment of a sample adds a whole frame, so a window's lowest sample is
+    // what the process keeps between frames and its highest what it holds
+    // at most; both are compared between the window just after the warm-up
+    // and the last window of the run, and both must stay flat.
+    const size_t window = static_cast<size_t>(std::clamp(total * 0.1, 5.0, 60.0));
     std::vector<long> samples;
     Usage atWarmup{};
     bool warmed = false;
@@ -414,15 +368,25 @@ int main(int argc, char** argv) {
     scenario->Stop();
 
     const size_t span = std::min(window, samples.size() / 2 + 1);
-    const double first = Median(std::vector<long>(samples.begin(), samples.begin() + std::min(span, samples.size())));
-    const double last = Median(std::vector<long>(samples.end() - std::min(span, samples.size()), samples.end()));
-    const double growth = first > 0 ? 100.0 * (last - first) / first : 0.0;
+    const std::vector<long> firstWindow(samples.begin(), samples.begin() + std::min(span, samples.size()));
+    const std::vector<long> lastWindow(samples.end() - std::min(span, samples.size()), samples.end());
+    auto lowest = [](const std::vector<long>& values) {
+        return values.empty() ? 0.0 : static_cast<double>(*std::min_element(values.begin(), values.end()));
+    };
+    auto highest = [](const std::vector<long>& values) {
+        return values.empty() ? 0.0 : static_cast<double>(*std::max_element(values.begin(), values.end()));
+    };
+    auto growthOf = [](double from, double to) { return from > 0 ? 100.0 * (to - from) / from : 0.0; };
+    const double first = lowest(firstWindow), last = lowest(lastWindow);
+    const double firstPeak = highest(firstWindow), lastPeak = highest(lastWindow);
+    const double growth = growthOf(first, last), peakGrowth = growthOf(firstPeak, lastPeak);
     const bool threadsConstant = threadsMin == threadsMax && atEnd.threads == atWarmup.threads;
-    const bool pass = growth < 1.0 && threadsConstant;
+    const bool pass = growth < 1.0 && peakGrowth < 1.0 && threadsConstant;
     std::printf("soak: scenario %s: %ld frames in %.0f s (%.1f frames/s); resident memory %.0f KiB after the warm-up, "
-                "%.0f KiB at the end (medians over %zu s): growth %+.2f %%; threads %d after the warm-up, %d at the end, "
-                "%s; %s\n",
-                options.scenario.c_str(), frames, seconds, frames / seconds, first, last, span, growth,
+                "%.0f KiB at the end (lowest of a window of %zu s; highest %.0f and %.0f KiB, %+.2f %%): growth %+.2f %%; "
+                "threads %d after the warm-up, %d at the end, %s; %s\n",
+                options.scenario.c_str(), frames, seconds, frames / seconds, first, last, span, firstPeak, lastPeak,
+                peakGrowth, growth,
                 atWarmup.threads, atEnd.threads,
                 threadsConstant ? "constant" : ("changed (" + std::to_string(threadsMin) + " to " +
                                                 std::to_string(threadsMax) + ")").c_str(),

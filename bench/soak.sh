@@ -43,8 +43,8 @@ cmake --build "$build" --target soak_bench -j "$(nproc)"
   echo "$(date -u '+%Y-%m-%d %H:%M UTC') on $(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2 | sed 's/^ //')" \
        "($(nproc) cores), $minutes min per scenario; load average at the start: $(cut -d' ' -f1-3 /proc/loadavg)."
   echo
-  echo "| scenario | frames | frames/s | resident memory after warm-up | at the end | growth | threads | result |"
-  echo "|---|---|---|---|---|---|---|---|"
+  echo "| scenario | frames | frames/s | resident memory after warm-up | at the end | growth | growth of the highest | threads | result |"
+  echo "|---|---|---|---|---|---|---|---|---|"
 } > "$summary"
 
 status=0
@@ -57,10 +57,11 @@ for scenario in $scenarios; do
   set -e
   [ "$rc" -ne 0 ] && status=1
   # The last line of soak_bench reads: "soak: scenario S: F frames in T s (R frames/s);
-  # resident memory A KiB after the warm-up, B KiB at the end: growth G %; threads ..., RESULT".
+  # resident memory A KiB after the warm-up, B KiB at the end (lowest of a window of W s;
+  # highest C and D KiB, P %): growth G %; threads ..., RESULT".
   line=$(grep '^soak: scenario .*: [0-9]* frames' "$log" | tail -n1 || true)
   if [ -z "$line" ]; then
-    echo "| $scenario | | | | | | | FAIL (exit $rc, no summary) |" >> "$summary"
+    echo "| $scenario | | | | | | | | FAIL (exit $rc, no summary) |" >> "$summary"
     continue
   fi
   frames=$(sed -E 's/.*: ([0-9]+) frames in.*/\1/' <<<"$line")
@@ -68,13 +69,14 @@ for scenario in $scenarios; do
   warm=$(sed -E 's/.*memory ([0-9]+) KiB after.*/\1/' <<<"$line")
   end=$(sed -E 's/.*, ([0-9]+) KiB at the end.*/\1/' <<<"$line")
   growth=$(sed -E 's/.*growth ([-+0-9.]+) %.*/\1/' <<<"$line")
+  peak=$(sed -E 's/.*highest [0-9]+ and [0-9]+ KiB, ([-+0-9.]+) %.*/\1/' <<<"$line")
   threads=$(sed -E 's/.*threads ([0-9]+) after the warm-up, ([0-9]+) at the end, ([a-z]+).*/\1 → \2, \3/' <<<"$line")
   result=$(sed -E 's/.*; (PASS|FAIL)$/\1/' <<<"$line")
-  echo "| $scenario | $frames | $rate | $warm KiB | $end KiB | $growth % | $threads | $result |" >> "$summary"
+  echo "| $scenario | $frames | $rate | $warm KiB | $end KiB | $growth % | $peak % | $threads | $result |" >> "$summary"
 done
 
 echo >> "$summary"
-echo "Growth is measured from the end of the warm-up (the first minute, or the first 10 % of a shorter run) to the end." >> "$summary"
+echo "Resident memory is sampled every second. Growth compares the lowest sample of the window right after the warm-up (the first minute, or the first 10 % of a shorter run) with the lowest of the run's last window (60 s, or 10 % of a shorter run): what the process keeps between frames. The growth of the highest compares the two windows' highest samples: what it holds with frames in flight." >> "$summary"
 echo "soak.sh: summary in $summary"
 cat "$summary"
 exit $status

@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
-# Installs what building and testing needs, from Debian's packages. Does
-# nothing when everything is there already.
+# Installs what building and testing needs, from Debian's packages, and
+# any further packages named on the command line. Does nothing when
+# everything is there already.
+#
+#   bash scripts/install-deps.sh [PACKAGE...]
 set -euo pipefail
 
 packages=(
@@ -15,6 +18,7 @@ packages=(
   libaravis-dev  # "LUMAravis.so": GigE Vision / USB3 Vision cameras through Aravis 0.8
   libusb-1.0-0-dev  # named by aravis-0.8.pc (Requires.private) but not pulled in by libaravis-dev
   aravis-tools-cli  # arv-tool-0.8: looking at a real camera's features from the shell
+  "$@"
 )
 
 missing=()
