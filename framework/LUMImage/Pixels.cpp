@@ -1,5 +1,7 @@
 #include "framework/LUMImage/Pixels.h"
 
+#include "framework/LUMImage/PixelBlock.h"
+
 #include <algorithm>
 #include <cstring>
 #include <utility>
@@ -9,8 +11,7 @@ HRESULT CPixels::Allocate(int32_t width, int32_t height, int32_t bits, bool zero
     const int64_t stride = StrideFor(width, bits);
     if (stride > kMaxBytes || stride * height > kMaxBytes) return E_FAIL;
     const size_t bytes = static_cast<size_t>(stride * height);
-    // calloc hands out fresh zero pages for large blocks without touching them.
-    void* block = zeroed ? std::calloc(bytes, 1) : std::malloc(bytes);
+    void* block = pixel_block::Allocate(bytes, zeroed);
     if (!block) return E_FAIL;
     m_Data.reset(static_cast<uint8_t*>(block));
     m_Width = width;

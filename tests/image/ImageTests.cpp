@@ -1,6 +1,9 @@
 // "LUMImageDIB", "LUMImageCANVAS" and "LUMStack" through their interfaces.
 #include "tests/image/ImageTestSupport.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace {
 
 // An ILUM of another module: gray pixels in rows `stride` bytes apart.
@@ -61,6 +64,32 @@ TEST(ImageDIB, CreateGivesZeroedRowsWhoseStrideIsTheRowRoundedUpToFour) {
         EXPECT_EQ(c.stride, stride) << c.width << "x" << c.bits;
         image->get_Bits(&pixels);
         for (int32_t i = 0; i < 3 * stride; ++i) ASSERT_EQ(0, pixels[i]);
+    }
+}
+
+TEST(ImageDIB, LargeImagesAreZeroedAndCopiedWhateverMemoryTheyReuse) {
+    // Frame-sized blocks take another allocation path than small ones; a
+    // block freed by one image and handed to the next must still be zeroed.
+    struct Size { int32_t width, height, bits; };
+    for (Size size : {Size{1280, 1024, 24}, Size{1280, 1024, 8}, Size{1024, 683, 24}, Size{2048, 1024, 8}}) {
+        for (int round = 0; round < 3; ++round) {
+            SmartPtr<ILUMImageDIB> image = CreateByName<ILUMImageDIB>(L"LUMImageDIB", IID_ILUMImageDIB);
+            ASSERT_EQ(S_OK, image->Create(size.width, size.height, size.bits));
+            ImageBytes bytes = BytesOf(image.Get());
+            for (const auto& row : bytes.rows)
+                ASSERT_TRUE(std::all_of(row.begin(), row.end(), [](uint8_t v) { return v == 0; }))
+                    << size.width << "x" << size.height << "x" << size.bits << " round " << round;
+            uint8_t* pixels = nullptr;
+            image->get_Bits(&pixels);
+            std::memset(pixels, 0xA5, size_t(bytes.stride) * size_t(size.height));
+
+            SmartPtr<ILUMImageDIB> copy = CreateByName<ILUMImageDIB>(L"LUMImageDIB", IID_ILUMImageDIB);
+            ASSERT_EQ(S_OK, copy->Copy(image.Get(), 255));
+            pixels[size_t(bytes.stride) * size_t(size.height) - 1] = 0x11;
+            ImageBytes copied = BytesOf(copy.Get());
+            EXPECT_EQ(0xA5, copied.rows.back().back());
+            EXPECT_EQ(0xA5, copied.rows.front().front());
+        }
     }
 }
 
