@@ -13,7 +13,6 @@ namespace {
 struct LiveStart {
     CLUMCamcorder* self;
     std::shared_ptr<std::atomic<int32_t>> stop;
-    std::shared_ptr<std::atomic<bool>> orphaned;
 };
 
 /// Sleeps `milliseconds` in short slices, so that a raised stop flag ends
@@ -95,8 +94,7 @@ HRESULT CLUMCamcorder::Live() {
     // A thread still winding down keeps its place: no second one starts.
     if (m_Live.thread) return S_OK;
     m_Live.stop = std::make_shared<std::atomic<int32_t>>(0);
-    m_Live.orphaned = std::make_shared<std::atomic<bool>>(false);
-    auto* start = new LiveStart{this, m_Live.stop, m_Live.orphaned};
+    auto* start = new LiveStart{this, m_Live.stop};
     m_Live.thread = std::make_unique<OSThread>(&CLUMCamcorder::LiveThreadEntry, start);
     if (m_Live.thread->Start() < 0) {
         delete start;
@@ -120,22 +118,15 @@ HRESULT CLUMCamcorder::StopLive() {
 
 void* CLUMCamcorder::LiveThreadEntry(void* argument) {
     std::unique_ptr<LiveStart> start(static_cast<LiveStart*>(argument));
-    start->self->LiveThread(start->stop, start->orphaned);
+    start->self->LiveThread(start->stop);
     return nullptr;
 }
 
-void CLUMCamcorder::LiveThread(const std::shared_ptr<std::atomic<int32_t>>& stop,
-                               const std::shared_ptr<std::atomic<bool>>& orphaned) {
+void CLUMCamcorder::LiveThread(const std::shared_ptr<std::atomic<int32_t>>& stop) {
     while (!stop->load(std::memory_order_relaxed)) {
-        // The step holds a reference: a sink that drops the last other one
-        // inside the event must not destroy the component while the event
-        // loop still walks its sinks. Without a reference to take, the host
-        // is releasing it and joins this thread.
-        if (!TryAddRef()) return;
-        const HRESULT r = Grab(-1, 1, nullptr);
-        Release();
-        // Released from inside its own event: the component is gone.
-        if (orphaned->load(std::memory_order_relaxed)) return;
+        HRESULT r = S_OK;
+        // Released by a sink inside the step's event: the component is gone.
+        if (!RunOwnStep([&] { r = Grab(-1, 1, nullptr); })) return;
         if (r >= 0) {
             double speed = m_PlayBackSpeed;
             int64_t wait;
@@ -149,7 +140,6 @@ void CLUMCamcorder::LiveThread(const std::shared_ptr<std::atomic<int32_t>>& stop
         }
         if (r == E_ABORT) break;
     }
-    if (orphaned->load(std::memory_order_relaxed)) return;
     Lock();
     {
         std::lock_guard<std::mutex> threads(m_ThreadsMutex);

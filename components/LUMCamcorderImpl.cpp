@@ -124,8 +124,8 @@ void CLUMCamcorder::FinalRelease() {
         live.stop->store(1, std::memory_order_relaxed);
         if (pthread_equal(live.thread->Handle(), pthread_self())) {
             // Released by a sink inside an event of the live thread itself:
-            // the thread sees the flag and ends without touching us again.
-            live.orphaned->store(true, std::memory_order_relaxed);
+            // this runs at the end of that step, after which the thread ends
+            // without touching us again.
             pthread_detach(pthread_self());
         } else {
             live.thread->Join();

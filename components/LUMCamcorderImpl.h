@@ -119,19 +119,17 @@ private:
     static void* SaveThreadEntry(void* self);
     static void* LiveThreadEntry(void* start);
     /// One of the component's own threads and the flag that stops it. The
-    /// flag is shared with the thread, which may outlive the component when a
+    /// flag is shared with the thread, which outlives the component when a
     /// sink destroys the component from inside an event on that thread.
     struct Worker {
         std::unique_ptr<OSThread> thread;
         std::shared_ptr<std::atomic<int32_t>> stop;
-        std::shared_ptr<std::atomic<bool>> orphaned;
     };
 
     HRESULT AttachCamera(IUnknown* camera);
     void StartSaveThread();
     void SaveThread();
-    void LiveThread(const std::shared_ptr<std::atomic<int32_t>>& stop,
-                    const std::shared_ptr<std::atomic<bool>>& orphaned);
+    void LiveThread(const std::shared_ptr<std::atomic<int32_t>>& stop);
     /// Joins the threads that have ended by themselves.
     void ReapFinishedThreads();
     /// Raises the live thread's stop flag, if it runs.

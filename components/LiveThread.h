@@ -4,17 +4,17 @@
 // T provides:
 //   double OnGrab();      one paced step; returns the milliseconds to wait
 //                         before the next one (0 to 5000);
-//   bool TryAddRef();     a reference for the step, unless T is being torn
-//                         down;
-//   uint32_t Release();
+//   bool RunOwnStep(F);   runs a step (CObject), false when T was released
+//                         and destroyed inside it;
 //   HRESULT get_NumberOfFrames(int32_t*), Grab(int32_t, int16_t, IUnknown*)
 //                         for the unpaced mode.
 //
-// The thread holds a reference to T only while a step runs, so the host's
-// last Release never has to wait for a pacing pause. The stop request is
-// shared between the component and the thread, so a thread that was told to
-// stop (or whose component is gone) ends without touching T again. The wait
-// between steps ends early when a stop is requested.
+// The thread holds no reference to T: T's final release stops and joins it,
+// so nothing of a step happens after the host's last Release returns, and
+// the wait between steps ends early when a stop is requested. A sink that
+// releases T from inside an event of a step destroys it at the end of that
+// step, on this thread, which then ends without touching T again. The stop
+// request is shared between the component and the thread for that case.
 #pragma once
 
 #include <pthread.h>
@@ -125,31 +125,26 @@ private:
     static void Loop(T* owner, LiveStop& stop) {
         int32_t count = 1;
         int32_t index = 0;
-        if (!owner->TryAddRef()) return;
         owner->get_NumberOfFrames(&count);
-        owner->Release();
         if (count < 1) count = 1;
         while (!stop.Raised()) {
-            // No reference means the component is being torn down: its final
-            // release stops and joins this thread.
-            if (!owner->TryAddRef()) return;
             double pause = 0;
             bool singleShotEnded = false;
-            if (owner->m_PaceWithOnGrab.load(std::memory_order_relaxed)) {
-                pause = owner->OnGrab();
-                if (owner->m_SingleShot.exchange(0, std::memory_order_relaxed)) {
-                    singleShotEnded = true;
-                    owner->ForgetLiveThread();
+            const bool alive = owner->RunOwnStep([&] {
+                if (owner->m_PaceWithOnGrab.load(std::memory_order_relaxed)) {
+                    pause = owner->OnGrab();
+                    if (owner->m_SingleShot.exchange(0, std::memory_order_relaxed)) {
+                        singleShotEnded = true;
+                        owner->ForgetLiveThread();
+                    }
+                } else {
+                    owner->Grab(index, 1, nullptr);
+                    if (++index >= count) index = 0;
                 }
-            } else {
-                owner->Grab(index, 1, nullptr);
-                if (++index >= count) index = 0;
-            }
-            // The component may be destroyed by this Release (its final
-            // release then runs here and raises the stop): only `stop` is
-            // touched afterwards.
-            owner->Release();
-            if (singleShotEnded) return;
+            });
+            // Destroyed at the end of the step (its final release ran here
+            // and raised the stop): only `stop` is touched afterwards.
+            if (!alive || singleShotEnded) return;
             if (pause > 0 && stop.WaitFor(pause)) return;
         }
     }

@@ -42,6 +42,25 @@ public:
         return false;
     }
 
+    /// Runs one step of the component's own thread, which holds no reference.
+    /// A last Release made inside the step on this thread (a sink releasing
+    /// the component from inside an event) does not destroy the object under
+    /// the step's feet: the destruction runs when the step returns, still on
+    /// this thread, and the result is false; the caller must not touch the
+    /// object again. A last Release from another thread destroys at once:
+    /// the component's FinalRelease stops the thread and waits for the step,
+    /// so that nothing of the step happens after that Release returns.
+    template <class Step>
+    bool RunOwnStep(Step&& step) {
+        const void* outer = t_StepObject;
+        t_StepObject = this;
+        step();
+        t_StepObject = outer;
+        if (!m_DestroyAfterStep.load(std::memory_order_relaxed)) return true;
+        Destroy();
+        return false;
+    }
+
     /// The current count, for tests and diagnostics.
     int32_t RefCount() const { return m_RefCount.load(std::memory_order_relaxed); }
 
@@ -66,15 +85,27 @@ protected:
         // unadvises itself): park the count far from zero so that those
         // calls can never start a second destruction.
         m_RefCount.store(kDestroying, std::memory_order_relaxed);
-        T* self = static_cast<T*>(this);
-        self->FinalRelease();
-        delete self;
+        if (t_StepObject == this)
+            m_DestroyAfterStep.store(true, std::memory_order_relaxed);  // see RunOwnStep
+        else
+            Destroy();
         return 0;
     }
 
 private:
+    void Destroy() {
+        T* self = static_cast<T*>(this);
+        self->FinalRelease();
+        delete self;
+    }
+
     static constexpr int32_t kDestroying = 1 << 30;
+    /// The object whose own-thread step runs on the calling thread, if any.
+    /// Initial-exec: one pointer of the static TLS reserve, read without a
+    /// call into the dynamic loader (the module needs nothing of it).
+    [[gnu::tls_model("initial-exec")]] static inline thread_local const void* t_StepObject = nullptr;
     std::atomic<int32_t> m_RefCount{1};
+    std::atomic<bool> m_DestroyAfterStep{false};
 };
 
 template <class T>

@@ -4,7 +4,10 @@
 
 #include <errno.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -188,6 +191,120 @@ TEST(ObjectModelTeardown, ReferencesTakenDuringFinalReleaseDoNotDestroyTwice) {
               S_OK);
     EXPECT_EQ(persist->Release(), 0u);
     EXPECT_EQ(SelfReleasing::s_Destroyed, 1);
+}
+
+}  // namespace
+
+namespace {
+
+// An object with a thread of its own that runs steps without holding a
+// reference; its FinalRelease stops and joins the thread unless it runs on
+// that thread, as the components' live threads do.
+class Stepper final : public CObject<Stepper>, public IDataPersist {
+    LUM_OBJECT_UNKNOWN(Stepper)
+public:
+    static inline std::vector<std::string> s_Log;
+    static inline std::mutex s_LogMutex;
+    static void Note(const std::string& entry) {
+        std::lock_guard<std::mutex> hold(s_LogMutex);
+        s_Log.push_back(entry);
+    }
+    ~Stepper() { Note("destroy"); }
+    void FinalRelease() override {
+        Note("final-release");
+        stop = true;
+        if (thread.joinable()) {
+            if (thread.get_id() == std::this_thread::get_id())
+                thread.detach();
+            else
+                thread.join();
+        }
+    }
+    HRESULT Save(IDataStream*, int32_t) override { return S_OK; }
+    HRESULT Load(IDataStream*, int32_t) override { return S_OK; }
+
+    std::thread thread;
+    std::atomic<bool> stop{false};
+};
+
+const InterfaceEntry<Stepper> Stepper::kInterfaces[] = {
+    InterfaceEntry<Stepper>::Of<IDataPersist>(IID_IDataPersist),
+    InterfaceEntry<Stepper>::End(),
+};
+
+Stepper* MakeStepper() {
+    Stepper::s_Log.clear();
+    IDataPersist* persist = nullptr;
+    EXPECT_EQ(CObject<Stepper>::_CreateInstance(nullptr, &IID_IDataPersist, reinterpret_cast<void**>(&persist)), S_OK);
+    return static_cast<Stepper*>(persist);
+}
+
+TEST(ObjectModelOwnSteps, ALastReleaseInsideAStepDestroysWhenTheStepEnds) {
+    Stepper* stepper = MakeStepper();
+    bool alive = true;
+    std::atomic<bool> go{false}, done{false};
+    stepper->thread = std::thread([&] {
+        while (!go) std::this_thread::yield();  // until the thread is stored in the object
+        alive = stepper->RunOwnStep([&] {
+            EXPECT_EQ(stepper->Release(), 0u);  // a sink dropping the last reference
+            Stepper::Note("step goes on");
+            EXPECT_FALSE(stepper->stop);  // the object is still whole
+        });
+        Stepper::Note("after the step");
+        done = true;
+    });
+    go = true;
+    while (!done) std::this_thread::yield();
+    EXPECT_FALSE(alive);
+    EXPECT_EQ(Stepper::s_Log,
+              (std::vector<std::string>{"step goes on", "final-release", "destroy", "after the step"}));
+}
+
+TEST(ObjectModelOwnSteps, ALastReleaseFromAnotherThreadWaitsForTheRunningStep) {
+    Stepper* stepper = MakeStepper();
+    std::atomic<bool> go{false}, started{false};
+    stepper->thread = std::thread([stepper, &go, &started] {
+        while (!go) std::this_thread::yield();  // until the thread is stored in the object
+        while (!stepper->stop) {
+            const bool alive = stepper->RunOwnStep([&] {
+                started = true;
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                Stepper::Note("step ends");
+            });
+            if (!alive) return;
+        }
+    });
+    go = true;
+    while (!started) std::this_thread::yield();
+    EXPECT_EQ(stepper->Release(), 0u);
+    Stepper::Note("release returned");
+    // The release destroyed at once, on this thread, and only after the step
+    // that ran had ended.
+    const std::vector<std::string>& log = Stepper::s_Log;
+    ASSERT_GE(log.size(), 4u);
+    EXPECT_EQ((std::vector<std::string>(log.end() - 3, log.end())),
+              (std::vector<std::string>{"step ends", "destroy", "release returned"}));
+    EXPECT_EQ(std::count(log.begin(), log.end(), "final-release"), 1);
+}
+
+TEST(ObjectModelOwnSteps, StepsOfTwoObjectsNestOnOneThread) {
+    // An event of one object's step that makes another object run a step
+    // (and drop it) leaves the outer object's step as it was.
+    Stepper* outer = MakeStepper();
+    IDataPersist* innerPersist = nullptr;
+    ASSERT_EQ(CObject<Stepper>::_CreateInstance(nullptr, &IID_IDataPersist, reinterpret_cast<void**>(&innerPersist)),
+              S_OK);
+    Stepper* inner = static_cast<Stepper*>(innerPersist);
+    bool innerAlive = true;
+    const bool outerAlive = outer->RunOwnStep([&] {
+        innerAlive = inner->RunOwnStep([&] { inner->Release(); });
+        outer->Release();
+        Stepper::Note("outer step ends");
+    });
+    EXPECT_FALSE(innerAlive);
+    EXPECT_FALSE(outerAlive);
+    EXPECT_EQ(Stepper::s_Log, (std::vector<std::string>{"final-release", "destroy", "outer step ends", "final-release",
+                                                        "destroy"}));
 }
 
 }  // namespace
