@@ -95,6 +95,7 @@ void CLUMFilePlayer::DeclareParameters() {
 
 void CLUMFilePlayer::FinalRelease() {
     if (m_FileList) m_FileList->Stop();
+    StopLiveThreadForGood();
     Stop();
     SmartPtr<IEventSource> source;
     Lock();

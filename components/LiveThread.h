@@ -19,11 +19,13 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 #include "lum/types.h"
 
@@ -60,6 +62,7 @@ public:
     /// Starts the thread unless one runs; S_OK (also when one runs) or E_FAIL.
     HRESULT StartLiveThread() {
         std::lock_guard<std::mutex> hold(m_LiveMutex);
+        ReapEndedThreads();
         if (m_LiveStop) return S_OK;
         auto stop = std::make_shared<LiveStop>();
         auto* start = new Start{static_cast<T*>(this), stop};
@@ -76,24 +79,34 @@ public:
         return S_OK;
     }
 
-    /// Stops the thread and waits for it to end, unless it is the calling
-    /// thread (a sink stopping replay from inside an event): that one is
-    /// detached and ends after its current step. Without a thread, or when
-    /// another caller is already stopping it, returns at once.
+    /// Stops the thread and waits for it to end, and for every thread that
+    /// was stopped from inside its own step before. Called on the live thread
+    /// itself (a sink stopping replay from inside an event), it only raises
+    /// the stop: the thread ends after its current step and is joined by the
+    /// next start or stop, or by the final release. A final release that runs
+    /// on that thread (a sink dropping the last reference inside an event)
+    /// detaches it instead.
     void StopLiveThread() {
-        std::shared_ptr<LiveStop> stop;
-        pthread_t thread;
+        std::vector<pthread_t> ended;
         {
             std::lock_guard<std::mutex> hold(m_LiveMutex);
-            if (!m_LiveStop) return;
-            stop = std::move(m_LiveStop);
-            thread = m_LiveThread;
+            if (m_LiveStop) {
+                m_LiveStop->Raise();
+                m_LiveStop.reset();
+                m_Ended.push_back(m_LiveThread);
+            }
+            ended.swap(m_Ended);
         }
-        stop->Raise();
-        if (pthread_equal(thread, pthread_self()))
-            pthread_detach(thread);
-        else
-            pthread_join(thread, nullptr);
+        for (pthread_t thread : ended) {
+            if (!pthread_equal(thread, pthread_self())) {
+                pthread_join(thread, nullptr);
+            } else if (m_Destroying.load(std::memory_order_relaxed)) {
+                pthread_detach(thread);
+            } else {
+                std::lock_guard<std::mutex> hold(m_LiveMutex);
+                m_Ended.push_back(thread);  // joined later, by another thread
+            }
+        }
     }
 
     bool LiveThreadRuns() {
@@ -103,7 +116,14 @@ public:
 
 protected:
     CLiveThread() = default;
-    ~CLiveThread() { StopLiveThread(); }
+    ~CLiveThread() { StopLiveThreadForGood(); }
+
+    /// The component's final release: stops and joins every thread, or
+    /// detaches the calling one.
+    void StopLiveThreadForGood() {
+        m_Destroying.store(true, std::memory_order_relaxed);
+        StopLiveThread();
+    }
 
     /// Ends the thread after its next step; nothing in the player sets it.
     std::atomic<int32_t> m_SingleShot{0};
@@ -149,16 +169,28 @@ private:
         }
     }
 
-    /// The thread ends on its own (single shot): it is detached and the
-    /// record is cleared, so a later Live starts a new one.
+    /// The thread ends on its own (single shot): the record is cleared, so a
+    /// later Live starts a new one, and the thread is joined later.
     void ForgetLiveThread() {
         std::lock_guard<std::mutex> hold(m_LiveMutex);
         if (!m_LiveStop) return;
         m_LiveStop.reset();
-        pthread_detach(m_LiveThread);
+        m_Ended.push_back(m_LiveThread);
+    }
+
+    /// Joins the stopped threads that have ended; under m_LiveMutex.
+    void ReapEndedThreads() {
+        std::vector<pthread_t> running;
+        for (pthread_t thread : m_Ended)
+            if (pthread_equal(thread, pthread_self()) || pthread_tryjoin_np(thread, nullptr) != 0)
+                running.push_back(thread);
+        m_Ended.swap(running);
     }
 
     std::mutex m_LiveMutex;
     pthread_t m_LiveThread{};
     std::shared_ptr<LiveStop> m_LiveStop;
+    /// Threads stopped from inside their own step, not yet joined.
+    std::vector<pthread_t> m_Ended;
+    std::atomic<bool> m_Destroying{false};
 };

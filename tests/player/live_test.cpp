@@ -148,6 +148,38 @@ TEST_F(Live, SinkMayDropTheLastReferenceOnTheLiveThread) {
     ExpectNoMoreEvents("the live thread ended with the player");
 }
 
+TEST_F(Live, AHostReleaseWaitsForTheStepInFlight) {
+    // The last release by the host while a step fires its event returns
+    // only after that step: no event reaches a sink after it, also when a
+    // sink had stopped replay from inside that very event.
+    for (bool sinkStops : {false, true}) {
+        WriteSeries(3);
+        SmartPtr<ICamera> own = CreateFrom<ICamera>(module, L"LUMFilePlayer", IID_ICamera);
+        ASSERT_TRUE(own);
+        PointAtFolder(own.Get());
+        own->Control(52, FloatBits(200.0f));
+        sink = AdviseSink(own.Get());
+        ICamera* raw = own.Get();
+        auto inEvent = std::make_shared<std::atomic<bool>>(false);
+        auto eventReturned = std::make_shared<std::atomic<bool>>(false);
+        sink->m_OnEvent = [raw, sinkStops, inEvent, eventReturned](IUnknown*, IUnknown*) {
+            if (inEvent->exchange(true)) return;
+            if (sinkStops) raw->StopLive();
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            eventReturned->store(true);
+        };
+        ASSERT_EQ(own->Live(), S_OK);
+        ASSERT_TRUE(WaitFor([&] { return inEvent->load(); }));
+        ICamera* last = own.Detach();
+        EXPECT_TRUE(FinishesWithin(10, [last] { last->Release(); })) << "the release hangs";
+        EXPECT_TRUE(eventReturned->load()) << "the release returned during the step's event, sink stops: " << sinkStops;
+        EXPECT_EQ(RefCountOf(sink->PrimaryUnknown()), 1u) << "the player gave its sink back";
+        const int delivered = sink->Size();
+        ExpectNoMoreEvents("the live thread ended with the player");
+        EXPECT_EQ(sink->Size(), delivered);
+    }
+}
+
 TEST_F(Live, PlayControlsStartReplayInTheirDirection) {
     Start(4, 200.0f);
     SmartPtr<IMMControlEx> controls = Controls(player.Get());
