@@ -307,9 +307,19 @@ Environment LeakSuppressions() {
 
 ProcessResult RunProgram(const std::vector<std::string>& argv, const Environment& environment, const std::string& scratch,
                double seconds) {
-    Child child;
-    if (!child.Start(argv, environment, scratch)) return ProcessResult{};
-    return child.Wait(seconds);
+    // LeakSanitizer's exit-time check stops every thread of the process
+    // through a tracer, which now and then crashes itself while the display
+    // libraries' threads wind down ("Tracer caught signal 11"). That is a
+    // failure of the checker, not a leak (a leak is reported as one), so
+    // such a run is repeated, at most twice.
+    ProcessResult result;
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        Child child;
+        if (!child.Start(argv, environment, scratch)) return ProcessResult{};
+        result = child.Wait(seconds);
+        if (result.err.find("LeakSanitizer has encountered a fatal error") == std::string::npos) break;
+    }
+    return result;
 }
 
 bool OnPath(const std::string& program) {
