@@ -44,19 +44,11 @@ all_targets=(
 [ ${#targets[@]} -eq 0 ] && targets=("${all_targets[@]}")
 
 # ---- what the build needs: the project's packages, then clang with libFuzzer
-bash scripts/install-deps.sh
-install_packages() {
-  echo "Installing: $*"
-  local sudo=""
-  [ "$(id -u)" -ne 0 ] && sudo=sudo
-  $sudo apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "$@"
-}
+bash scripts/install-deps.sh clang
 fuzzer_runtime() { clang++ -print-file-name=libclang_rt.fuzzer-x86_64.a 2>/dev/null; }
-command -v clang++ >/dev/null || install_packages clang
 # The sanitizer and libFuzzer runtimes are only recommended by clang.
 if [ ! -f "$(fuzzer_runtime)" ]; then
-  install_packages "libclang-rt-$(clang++ -dumpversion | cut -d. -f1)-dev"
+  bash scripts/install-deps.sh "libclang-rt-$(clang++ -dumpversion | cut -d. -f1)-dev"
 fi
 # llvm-symbolizer names the functions in a report; Debian installs it versioned.
 if ! command -v llvm-symbolizer >/dev/null; then

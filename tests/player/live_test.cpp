@@ -22,6 +22,17 @@ protected:
         }
         sink = AdviseSink(player.Get());
     }
+    /// A player of the test's own (not `player`) over three images at 200
+    /// images per second, with `sink` advised to it.
+    SmartPtr<ICamera> OwnPlayer() {
+        WriteSeries(3);
+        SmartPtr<ICamera> own = CreateFrom<ICamera>(module, L"LUMFilePlayer", IID_ICamera);
+        if (!own) return own;
+        PointAtFolder(own.Get());
+        own->Control(52, FloatBits(200.0f));
+        sink = AdviseSink(own.Get());
+        return own;
+    }
     /// StopLive, failing the test when it does not return within 10 s.
     void StopWithin10s() {
         ICamera* p = player.Get();
@@ -111,12 +122,8 @@ TEST_F(Live, StopLiveFromAnotherThread) {
 }
 
 TEST_F(Live, ReleasingAPlayingPlayerEndsItsThread) {
-    WriteSeries(3);
-    SmartPtr<ICamera> own = CreateFrom<ICamera>(module, L"LUMFilePlayer", IID_ICamera);
+    SmartPtr<ICamera> own = OwnPlayer();
     ASSERT_TRUE(own);
-    PointAtFolder(own.Get());
-    own->Control(52, FloatBits(200.0f));
-    sink = AdviseSink(own.Get());
     ASSERT_EQ(own->Live(), S_OK);
     ASSERT_TRUE(WaitFor([&] { return sink->Size() >= 5; }));
     ICamera* last = own.Detach();
@@ -126,12 +133,8 @@ TEST_F(Live, ReleasingAPlayingPlayerEndsItsThread) {
 }
 
 TEST_F(Live, SinkMayDropTheLastReferenceOnTheLiveThread) {
-    WriteSeries(3);
-    SmartPtr<ICamera> own = CreateFrom<ICamera>(module, L"LUMFilePlayer", IID_ICamera);
+    SmartPtr<ICamera> own = OwnPlayer();
     ASSERT_TRUE(own);
-    PointAtFolder(own.Get());
-    own->Control(52, FloatBits(200.0f));
-    sink = AdviseSink(own.Get());
     auto held = std::make_shared<std::atomic<ICamera*>>(nullptr);
     auto released = std::make_shared<std::atomic<bool>>(false);
     sink->m_OnEvent = [held, released](IUnknown*, IUnknown*) {
@@ -153,12 +156,8 @@ TEST_F(Live, AHostReleaseWaitsForTheStepInFlight) {
     // only after that step: no event reaches a sink after it, also when a
     // sink had stopped replay from inside that very event.
     for (bool sinkStops : {false, true}) {
-        WriteSeries(3);
-        SmartPtr<ICamera> own = CreateFrom<ICamera>(module, L"LUMFilePlayer", IID_ICamera);
+        SmartPtr<ICamera> own = OwnPlayer();
         ASSERT_TRUE(own);
-        PointAtFolder(own.Get());
-        own->Control(52, FloatBits(200.0f));
-        sink = AdviseSink(own.Get());
         ICamera* raw = own.Get();
         auto inEvent = std::make_shared<std::atomic<bool>>(false);
         auto eventReturned = std::make_shared<std::atomic<bool>>(false);

@@ -51,6 +51,11 @@ std::string Environment(const char* name) {
     return value ? value : "";
 }
 
+/// The message for a --camera value that names no camera.
+std::string CameraValueProblem(const std::string& text) {
+    return "--camera must be test, aravis or aravis:ID, not '" + text + "'";
+}
+
 }  // namespace
 
 bool ParseCameraChoice(const std::string& text, bool* aravis, std::string* id) {
@@ -108,7 +113,7 @@ CameraChoice OpenSourceCamera(FrameworkHost& host, const CameraRequest& request)
     CameraChoice choice;
     std::string id;
     if (!ParseCameraChoice(request.camera, &choice.aravis, &id)) {
-        choice.error = "--camera must be test, aravis or aravis:ID, not '" + request.camera + "'";
+        choice.error = CameraValueProblem(request.camera);
         choice.exitCode = 2;
         return choice;
     }
@@ -230,8 +235,7 @@ std::string CameraOptionProblem(const Options& options) {
     bool aravis = false;
     std::string id;
     const std::string text = options.Text("camera", "test");
-    if (ParseCameraChoice(text, &aravis, &id)) return "";
-    return "--camera must be test, aravis or aravis:ID, not '" + text + "'";
+    return ParseCameraChoice(text, &aravis, &id) ? "" : CameraValueProblem(text);
 }
 
 CameraRequest RequestFromOptions(const Options& options, int width, int height, int bits, int fps) {
