@@ -1,5 +1,6 @@
 #include "tests/fuzz/FuzzSupport.h"
 
+#include <fuzzer/FuzzedDataProvider.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -59,6 +60,20 @@ std::wstring FuzzRawWide(const uint8_t* data, size_t size) {
     std::wstring text(size / sizeof(wchar_t), L'\0');
     if (!text.empty()) std::memcpy(text.data(), data, text.size() * sizeof(wchar_t));
     return text;
+}
+
+FuzzTaggedInput FuzzReadTaggedInput(const uint8_t* data, size_t size) {
+    FuzzedDataProvider input(data, size);
+    FuzzTaggedInput read;
+    read.consume = input.ConsumeBool();
+    const size_t tagCount = input.ConsumeIntegralInRange<size_t>(1, 4);
+    for (size_t i = 0; i < tagCount; ++i) {
+        std::vector<uint8_t> bytes = input.ConsumeBytes<uint8_t>(input.ConsumeIntegralInRange<size_t>(0, 12));
+        read.tags.push_back(FuzzWideText(bytes.data(), bytes.size()));
+    }
+    std::vector<uint8_t> bytes = input.ConsumeRemainingBytes<uint8_t>();
+    read.text = FuzzWideText(bytes.data(), bytes.size());
+    return read;
 }
 
 FuzzMemoryFile::FuzzMemoryFile() {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 /// Ends the run (the fuzzer keeps the input) when `condition` is false.
 #define FUZZ_CHECK(condition) ((condition) ? (void)0 : FuzzFail(#condition, __FILE__, __LINE__))
@@ -21,6 +22,16 @@ std::wstring FuzzWideText(const uint8_t* data, size_t size);
 
 /// Raw 32-bit characters, 4 bytes each (any value, negative ones too).
 std::wstring FuzzRawWide(const uint8_t* data, size_t size);
+
+/// The input of the element-cutting targets: whether cuts consume, one to
+/// four tag names of up to 12 bytes, then the text to cut from (all bytes
+/// left), read from the input in that order.
+struct FuzzTaggedInput {
+    bool consume = false;
+    std::vector<std::wstring> tags;
+    std::wstring text;
+};
+FuzzTaggedInput FuzzReadTaggedInput(const uint8_t* data, size_t size);
 
 /// A file in memory (memfd) whose contents are replaced for every input.
 class FuzzMemoryFile {

@@ -2,24 +2,16 @@
 // text as the parameter loader does, with the plain scans. Every cut must
 // lie within the text, and consuming may only move forward.
 // (fuzz_xml_tagged_search compares these cuts with the indexed ones.)
-#include <fuzzer/FuzzedDataProvider.h>
-
 #include <vector>
 
 #include "params/XMLTagged.h"
 #include "tests/fuzz/FuzzSupport.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    FuzzedDataProvider input(data, size);
-    const bool consume = input.ConsumeBool();
-    std::vector<std::wstring> tags;
-    const size_t tagCount = input.ConsumeIntegralInRange<size_t>(1, 4);
-    for (size_t i = 0; i < tagCount; ++i) {
-        std::vector<uint8_t> bytes = input.ConsumeBytes<uint8_t>(input.ConsumeIntegralInRange<size_t>(0, 12));
-        tags.push_back(FuzzWideText(bytes.data(), bytes.size()));
-    }
-    std::vector<uint8_t> bytes = input.ConsumeRemainingBytes<uint8_t>();
-    const std::wstring body = FuzzWideText(bytes.data(), bytes.size());
+    const FuzzTaggedInput input = FuzzReadTaggedInput(data, size);
+    const bool consume = input.consume;
+    const std::vector<std::wstring>& tags = input.tags;
+    const std::wstring& body = input.text;
     // Exactly the characters, without a terminator behind them.
     const std::vector<wchar_t> text(body.begin(), body.end());
     const int32_t n = static_cast<int32_t>(text.size());

@@ -6,8 +6,6 @@
 // tail one after another as the parameter loader does, by both ways. Both
 // must give the same answer at every step. Building the indexes over the
 // long text is most of each input's cost.
-#include <fuzzer/FuzzedDataProvider.h>
-
 #include <vector>
 
 #include "params/XMLTagged.h"
@@ -35,16 +33,10 @@ Cut CutOnce(CREFString& rest, const wchar_t* base, const CREFString& tag, short 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    FuzzedDataProvider input(data, size);
-    const short consume = input.ConsumeBool() ? 1 : 0;
-    std::vector<std::wstring> tags;
-    const size_t tagCount = input.ConsumeIntegralInRange<size_t>(1, 4);
-    for (size_t i = 0; i < tagCount; ++i) {
-        std::vector<uint8_t> bytes = input.ConsumeBytes<uint8_t>(input.ConsumeIntegralInRange<size_t>(0, 12));
-        tags.push_back(FuzzWideText(bytes.data(), bytes.size()));
-    }
-    std::vector<uint8_t> bytes = input.ConsumeRemainingBytes<uint8_t>();
-    const std::wstring body = FuzzWideText(bytes.data(), bytes.size());
+    const FuzzTaggedInput input = FuzzReadTaggedInput(data, size);
+    const short consume = input.consume ? 1 : 0;
+    const std::vector<std::wstring>& tags = input.tags;
+    const std::wstring& body = input.text;
     if (body.empty()) return 0;
 
     const std::vector<wchar_t> plain(body.begin(), body.end());
