@@ -15,18 +15,20 @@ bool HugePagesWanted() {
     return wanted;
 }
 
-}  // namespace
-
-size_t ReservedSize(size_t bytes, bool hugePages) {
-    if (!hugePages || bytes < kHugePage) return bytes;
+// The bytes reserved for a huge-page block of `bytes`: rounded up to whole
+// huge pages when that adds at most an eighth, so that the tail is a huge
+// page too; otherwise `bytes`, and the tail uses small pages.
+size_t ReservedSize(size_t bytes) {
     const size_t rounded = (bytes + kHugePage - 1) & ~(kHugePage - 1);
     return rounded - bytes <= bytes / 8 ? rounded : bytes;
 }
 
+}  // namespace
+
 void* Allocate(size_t bytes, bool zeroed) {
     if (bytes < kHugePage || !HugePagesWanted())
         return zeroed ? std::calloc(bytes, 1) : std::malloc(bytes);
-    const size_t size = ReservedSize(bytes, true);
+    const size_t size = ReservedSize(bytes);
     void* block = nullptr;
     if (posix_memalign(&block, kHugePage, size) != 0) return nullptr;
     // Advice only: a kernel without transparent huge pages refuses it and

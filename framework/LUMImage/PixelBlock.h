@@ -16,11 +16,6 @@ namespace pixel_block {
 /// Blocks at least this large are aligned for huge pages.
 constexpr size_t kHugePage = size_t(2) << 20;
 
-/// The bytes actually reserved for a block of `bytes`: rounded up to whole
-/// huge pages when that adds at most an eighth, so that the tail is a huge
-/// page too; otherwise `bytes`, and the tail uses small pages.
-size_t ReservedSize(size_t bytes, bool hugePages);
-
 /// A block of `bytes` (> 0), all zero when `zeroed`; null when memory runs
 /// out. Release it with std::free.
 void* Allocate(size_t bytes, bool zeroed);

@@ -33,15 +33,6 @@ public:
     /// `*iid`; the caller receives the only reference or a failure code.
     static HRESULT _CreateInstance(void* outer, const IID* iid, void** object);
 
-    /// Takes a reference unless the object is already being torn down: for a
-    /// component's own thread, which holds no reference between its steps.
-    bool TryAddRef() {
-        int32_t count = m_RefCount.load(std::memory_order_relaxed);
-        while (count > 0 && count < kDestroying)
-            if (m_RefCount.compare_exchange_weak(count, count + 1)) return true;
-        return false;
-    }
-
     /// Runs one step of the component's own thread, which holds no reference.
     /// A last Release made inside the step on this thread (a sink releasing
     /// the component from inside an event) does not destroy the object under
