@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 void FuzzFail(const char* what, const char* file, int line) {
     std::fprintf(stderr, "fuzz check failed: %s (%s:%d)\n", what, file, line);
@@ -96,9 +97,26 @@ void FuzzMemoryFile::Set(const uint8_t* data, size_t size) {
     }
 }
 
+namespace {
+
+// Paths of every named file made, removed at exit as well: libFuzzer ends a
+// timed run with exit(), which skips the destructors of the targets' files.
+std::vector<std::string>& NamedFilesToRemove() {
+    static auto* paths = new std::vector<std::string>;
+    return *paths;
+}
+
+void RemoveNamedFiles() {
+    for (const std::string& path : NamedFilesToRemove()) ::unlink(path.c_str());
+}
+
+}  // namespace
+
 FuzzNamedFile::FuzzNamedFile(const char* extension) {
     const char* folder = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
     m_Path = std::string(folder) + "/lum-fuzz-" + std::to_string(::getpid()) + extension;
+    if (NamedFilesToRemove().empty()) std::atexit(RemoveNamedFiles);
+    NamedFilesToRemove().push_back(m_Path);
 }
 
 FuzzNamedFile::~FuzzNamedFile() { ::unlink(m_Path.c_str()); }

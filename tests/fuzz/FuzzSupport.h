@@ -53,7 +53,8 @@ private:
 };
 
 /// A named file in shared memory (/dev/shm), for readers that choose what
-/// to do by the file name's extension. Removed when the object goes.
+/// to do by the file name's extension. Removed when the object goes, and
+/// at the latest when the process exits.
 class FuzzNamedFile {
 public:
     explicit FuzzNamedFile(const char* extension);
