@@ -2,10 +2,19 @@
 
 #include <sys/mman.h>
 
+#include <cstdint>
 #include <cstring>
+
+#ifndef MADV_POPULATE_WRITE
+#define MADV_POPULATE_WRITE 23
+#endif
 
 namespace pixel_block {
 namespace {
+
+constexpr uintptr_t kSmallPage = 4096;
+// Blocks from this size on are populated in one call.
+constexpr size_t kPopulatedFrom = size_t(256) << 10;
 
 bool HugePagesWanted() {
     static const bool wanted = [] {
@@ -23,11 +32,23 @@ size_t ReservedSize(size_t bytes) {
     return rounded - bytes <= bytes / 8 ? rounded : bytes;
 }
 
+// Maps the pages of a fresh block in one call instead of one page fault for
+// each page on first touch, which costs about a third of a frame copy's time
+// on a virtual machine. Advice only: kernels before 5.14 refuse it.
+void Populate(void* block, size_t bytes) {
+    const uintptr_t first = (reinterpret_cast<uintptr_t>(block) + kSmallPage - 1) & ~(kSmallPage - 1);
+    const uintptr_t end = (reinterpret_cast<uintptr_t>(block) + bytes) & ~(kSmallPage - 1);
+    if (end > first) madvise(reinterpret_cast<void*>(first), end - first, MADV_POPULATE_WRITE);
+}
+
 }  // namespace
 
 void* Allocate(size_t bytes, bool zeroed) {
-    if (bytes < kHugePage || !HugePagesWanted())
-        return zeroed ? std::calloc(bytes, 1) : std::malloc(bytes);
+    if (bytes < kHugePage || !HugePagesWanted()) {
+        void* block = zeroed ? std::calloc(bytes, 1) : std::malloc(bytes);
+        if (block && bytes >= kPopulatedFrom) Populate(block, bytes);
+        return block;
+    }
     const size_t size = ReservedSize(bytes);
     void* block = nullptr;
     if (posix_memalign(&block, kHugePage, size) != 0) return nullptr;

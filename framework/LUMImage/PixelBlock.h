@@ -2,7 +2,8 @@
 // marked for transparent huge pages: a 1280x1024 colour frame is then faulted
 // in with two page faults instead of about a thousand, and released as fast,
 // which is most of the cost of copying a frame into a fresh image. Smaller
-// blocks come from malloc/calloc as any buffer.
+// blocks come from malloc/calloc as any buffer; those of 256 KiB and more
+// have their pages mapped in one call rather than a fault for each page.
 //
 // LUM_IMAGE_HUGE_PAGES=0 in the environment turns the huge-page request off
 // (blocks are then plain malloc memory of the exact size).
