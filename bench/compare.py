@@ -205,9 +205,9 @@ class Compare:
     def pnm_inputs(self, bits):
         return [self.work / "in" / ("frame%02d.%s" % (k, "pgm" if bits == 8 else "ppm")) for k in range(self.distinct)]
 
-    def record_jpeg(self, tool, bits, folder):
-        """One recording of `self.frames` frames into `folder`; seconds and how they were timed."""
-        n, q = self.frames, self.q_jpeg
+    def record_jpeg(self, tool, bits, folder, frames=None):
+        """One recording of `frames` (default `self.frames`) frames into `folder`; seconds and how they were timed."""
+        n, q = frames or self.frames, self.q_jpeg
         if tool in ("camcorder1", "camcorder2", "plain1", "plain2"):
             result, _ = self.bench("record", "--tool", tool, "--bits", bits, "--input", self.raw(bits), "--size",
                                    self.size, "--frames", n, "--quality", q, "--out", folder)
@@ -247,8 +247,8 @@ class Compare:
             return seconds, "whole process", LAST_CPU[0]
         raise BenchError("unknown tool " + tool)
 
-    def replay(self, tool, folder):
-        n = self.frames
+    def replay(self, tool, folder, frames=None):
+        n = frames or self.frames
         if tool in ("decode", "camcorder", "player"):
             result, _ = self.bench("replay", "--tool", tool, "--folder", folder, "--frames", n)
             return result["seconds"], "in process", result["cpu_seconds"]
@@ -376,8 +376,11 @@ class Compare:
         tools = ["plain1", "camcorder1", "ffmpeg", "plain2", "opencv", "camcorder2", "gstreamer"]
         for tool in self.rotated(tools, self.round):
             folder = self.fresh(self.work / "out" / tool)
-            paired = self.paired_reference(lambda: self.record_jpeg("plain1", bits, folder), tool, folder)
-            seconds, timing, cpu = self.record_jpeg(tool, bits, folder)
+            beside = self.work / "out" / "paired-reference"
+            (seconds, timing, cpu), paired = self.paired_with_reference(
+                tool, lambda: self.record_jpeg(tool, bits, folder),
+                lambda frames: self.record_jpeg("plain1", bits, self.fresh(beside), frames)[0])
+            self.fresh(beside)
             checks = self.check_files(folder, self.frames)
             quality = self.quality_of(bits, folder, reference=self.refs[("jpeg", fmt)]
                                       if tool.startswith("camcorder") else None)
@@ -386,16 +389,22 @@ class Compare:
                          "checks": checks, "failures": checks["failures"], **paired})
             shutil.rmtree(folder, ignore_errors=True)
 
-    def paired_reference(self, measure, tool, folder=None):
-        """For the module's own tools, the reference run once more right before
-        them: the rate of this shared machine drifts within a round, and the
-        goals compare the module with a reference measured next to it."""
+    def paired_with_reference(self, tool, run, measure_reference):
+        """Runs `tool`; the module's own tools between two runs of the
+        reference, each over half the frames. The rate of this shared machine
+        drifts within a round, by a fifth at times; the goals compare the
+        module with the reference measured on both sides of it, which cancels
+        a drift that runs one way. Returns run's result and the pairing."""
         if not (tool.startswith("camcorder") or tool == "player"):
-            return {}
-        seconds = measure()[0]
-        if folder is not None:
-            self.fresh(folder)
-        return {"paired_reference_fps": self.frames / seconds}
+            return run(), {}
+        before = self.frames // 2
+        after = self.frames - before
+        seconds_before = measure_reference(before)
+        result = run()
+        seconds_after = measure_reference(after)
+        return result, {"paired_reference_fps": self.frames / (seconds_before + seconds_after),
+                        "paired_reference_fps_before": before / seconds_before,
+                        "paired_reference_fps_after": after / seconds_after}
 
     def round_avi(self, bits):
         fmt = self.fmt(bits)
@@ -424,8 +433,8 @@ class Compare:
         for files in ("camcorder", "plain"):
             folder = self.replay_sets[(files, fmt)]
             for tool in self.rotated(["decode", "camcorder", "player", "opencv", "ffmpeg"], self.round):
-                paired = self.paired_reference(lambda: self.replay("decode", folder), tool)
-                seconds, timing, cpu = self.replay(tool, folder)
+                (seconds, timing, cpu), paired = self.paired_with_reference(
+                    tool, lambda: self.replay(tool, folder), lambda frames: self.replay("decode", folder, frames)[0])
                 self.record({"group": "replay-" + files, "format": fmt, "tool": tool, "seconds": seconds,
                              "timing": timing, "cpu": cpu, **paired})
 
@@ -484,7 +493,7 @@ class Compare:
         summary = []
         for (group, fmt, tool), entries in groups.items():
             ref_entries = {e["round"]: e for e in groups[(group, fmt, reference_tool[group])]}
-            # The module's tools against the reference run right before them;
+            # The module's tools against the reference run on both sides of them;
             # the other tools against the round's reference.
             ratios = [e["fps"] / e.get("paired_reference_fps", ref_entries[e["round"]]["fps"])
                       for e in entries if e["round"] in ref_entries]
@@ -630,7 +639,8 @@ class Compare:
         lines.append("Measured %s on %s (%d cores), %d rounds, tools interleaved round by round; "
                      "medians over the rounds, with the slowest and fastest round. Ratios are the median of each "
                      "round's ratio to the reference of the same round; the camcorder and the file player are "
-                     "compared with a run of the reference made right before theirs. Other processes used %.2f cores on average "
+                     "compared with the reference run over half the frames right before theirs and half right "
+                     "after. Other processes used %.2f cores on average "
                      "during the rounds (at most %.2f in one round)."
                      % (m["date"], m["cpu"], m["cores"], self.args.rounds, m["other_cores_mean"],
                         m["other_cores_max"]))
