@@ -15,8 +15,8 @@ lum_add_test(image_concurrency_test
   LIBS lum_image_test_support
   LABELS concurrent)
 
-# JPEG in bands: the codec itself, on the pool of coding threads.
+# JPEG in bands: the codec itself, and the pool of coding threads.
 lum_add_test(image_jpeg_bands_test
-  SOURCES image/JpegBandsTests.cpp
+  SOURCES image/JpegBandsTests.cpp image/WorkerPoolTests.cpp
   LIBS lum_jpeg_codec lum_image_pixels
   LABELS concurrent)
