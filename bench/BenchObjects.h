@@ -12,9 +12,7 @@
 /// A new object of one of the benchmark's own classes.
 template <class T>
 SmartPtr<T> Make() {
-    void* unknown = nullptr;
-    CObject<T>::_CreateInstance(nullptr, &IID_IUnknown, &unknown);
-    return SmartPtr<T>::Adopt(static_cast<T*>(static_cast<CObject<T>*>(static_cast<IUnknown*>(unknown))));
+    return CObject<T>::New();
 }
 
 /// Counts the images it is given, and does nothing else. Every event of one

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <new>
 
+#include "lum/SmartPtr.h"
 #include "lum/iid.h"
 #include "lum/unknown.h"
 
@@ -32,6 +33,14 @@ public:
     /// Creation function of the class: construct, FinalConstruct, ask for
     /// `*iid`; the caller receives the only reference or a failure code.
     static HRESULT _CreateInstance(void* outer, const IID* iid, void** object);
+    /// The same for callers that know the class (hosts of their own objects,
+    /// tests): the new object, its only reference held by the result; null
+    /// when its construction failed.
+    static SmartPtr<T> New() {
+        void* unknown = nullptr;
+        if (_CreateInstance(nullptr, &IID_IUnknown, &unknown) < 0 || !unknown) return {};
+        return SmartPtr<T>::Adopt(static_cast<T*>(static_cast<CObject<T>*>(static_cast<IUnknown*>(unknown))));
+    }
 
     /// Runs one step of the component's own thread, which holds no reference.
     /// A last Release made inside the step on this thread (a sink releasing

@@ -6,63 +6,23 @@
 template <>
 const tagREFString IObjectInfoImpl<CFuzzProbe>::m_ObjectName = {9, const_cast<wchar_t*>(L"FuzzProbe")};
 
-const InterfaceEntry<CFuzzProbe> CFuzzProbe::kInterfaces[] = {
-    InterfaceEntry<CFuzzProbe>::Of<IObjectInfoImpl<CFuzzProbe>>(IID_IObjectInfo),
-    InterfaceEntry<CFuzzProbe>::Of<IDataPersist>(IID_IDataPersist),
-    InterfaceEntry<CFuzzProbe>::Of<IUIPropInterrogateImpl<CFuzzProbe, IUIPropInterrogateEx, 10>>(
-        IID_IUIPropInterrogate),
-    InterfaceEntry<CFuzzProbe>::Of<IUIPropInterrogateImpl<CFuzzProbe, IUIPropInterrogateEx, 10>>(
-        IID_IUIPropInterrogateEx),
-    InterfaceEntry<CFuzzProbe>::Of<IFileArchiveImpl<CFuzzProbe, IFileArchive>>(IID_IFileArchive),
-    InterfaceEntry<CFuzzProbe>::End(),
-};
+LUM_PARAM_PROBE_INTERFACES(CFuzzProbe);
 
 HRESULT CFuzzProbe::FinalConstruct() {
-    DeclareParameter(FuzzByte, &m_Byte, 1);
-    DeclareParameter(FuzzShort, &m_Short, 2);
-    DeclareParameter(FuzzLong, &m_Long, 0);
-    DeclareParameter(FuzzColour, &m_Colour, 0x23);
-    DeclareParameter(FuzzFloat, &m_Float, 4);
-    DeclareParameter(FuzzDouble, &m_Double, 5);
-    DeclareParameter(FuzzLabel, &m_Label, 6);
-    DeclareParameter(FuzzFile, &m_File, 0x106);
-    DeclareParameter(FuzzObject, &m_Object, 7);
-    DeclareParameter(FuzzVolatile, &m_Volatile, 0x04000003);
+    DeclareProbeParameters();
+    m_Byte = 7;
+    m_Short = -3;
+    m_Long = 25;
+    m_Colour = 0x00FF8040;
+    m_Float = 1.5f;
+    m_Double = 0.1;
     m_Label = SmartPtr<IString>::Adopt(ISCreate(L"take one"));
     m_File = SmartPtr<IString>::Adopt(ISCreate(L"recordings/take1.avi"));
+    m_Volatile = kFuzzVolatileValue;
     return S_OK;
 }
 
-void CFuzzProbe::FinalRelease() {
-    m_Label.Reset();
-    m_File.Reset();
-    m_Object.Reset();
-}
-
-HRESULT CFuzzProbe::Save(IDataStream* stream, int32_t flags) {
-    if (QueryAs<IXMLStream>(stream, IID_IXMLStream))
-        return UIPropInterrogate_SaveXML(FuzzProbeNames(), stream, flags);
-    SmartPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream, IID_IFolderStream);
-    if (!folder) return E_FAIL;
-    return UIPropInterrogate_SaveFolderStream(FuzzProbeNames(), folder.Get(), flags);
-}
-
-HRESULT CFuzzProbe::Load(IDataStream* stream, int32_t flags) {
-    if (QueryAs<IXMLStream>(stream, IID_IXMLStream))
-        return UIPropInterrogate_LoadXML(FuzzProbeNames(), stream, flags);
-    SmartPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream, IID_IFolderStream);
-    if (!folder) return E_FAIL;
-    return UIPropInterrogate_LoadFolderStream(folder.Get(), flags);
-}
-
-SmartPtr<CFuzzProbe> NewFuzzProbe() {
-    void* unknown = nullptr;
-    if (CObject<CFuzzProbe>::_CreateInstance(nullptr, &IID_IUnknown, &unknown) < 0 || !unknown) return {};
-    return SmartPtr<CFuzzProbe>::Adopt(
-        static_cast<CFuzzProbe*>(static_cast<CObject<CFuzzProbe>*>(static_cast<IUnknown*>(unknown))));
-}
-
-INamedCollection* FuzzProbeNames() {
+INamedCollection* CFuzzProbe::Names() {
     static SmartPtr<INamedCollection> names = [] {
         SmartPtr<IParametersCreatable> list = CreateObjectAs<IParametersCreatable>(L"Parameters", IID_IParametersCreatable);
         static const wchar_t* const kNames[][2] = {

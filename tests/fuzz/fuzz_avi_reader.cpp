@@ -30,10 +30,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     g_File->Set(data, size);
-    void* unknown = nullptr;
-    FUZZ_CHECK(CObject<CAVI>::_CreateInstance(nullptr, &IID_IUnknown, &unknown) == S_OK && unknown);
-    SmartPtr<CAVI> avi =
-        SmartPtr<CAVI>::Adopt(static_cast<CAVI*>(static_cast<CObject<CAVI>*>(static_cast<IUnknown*>(unknown))));
+    SmartPtr<CAVI> avi = CObject<CAVI>::New();
+    FUZZ_CHECK(avi);
     avi->put_Filename(g_Name.Get());
     int32_t count = -1;
     if (avi->Load() < 0) {

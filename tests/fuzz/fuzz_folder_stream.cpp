@@ -20,7 +20,7 @@ FuzzNamedFile* g_Archive = nullptr;
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     FuzzEnterOutputFolder();
     g_Archive = new FuzzNamedFile(".txt");
-    FUZZ_CHECK(FuzzProbeNames() != nullptr);
+    FUZZ_CHECK(CFuzzProbe::Names() != nullptr);
     // The modules it reaches are loaded now, so that the fuzzer counts
     // their coverage from the first input on.
     FUZZ_CHECK(CreateObjectAs<IUnknown>(L"FolderStream", IID_IUnknown));
@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     // The same file as a component's folder-stream archive.
     g_Archive->Set(data, size);
-    SmartPtr<CFuzzProbe> probe = NewFuzzProbe();
+    SmartPtr<CFuzzProbe> probe = CFuzzProbe::New();
     FUZZ_CHECK(probe);
     const std::wstring archive = g_Archive->WidePath();
     SmartPtr<IString> archiveName = SmartPtr<IString>::Adopt(ISCreate(archive.c_str()));

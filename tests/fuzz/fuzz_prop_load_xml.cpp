@@ -8,7 +8,7 @@
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     FuzzEnterOutputFolder();
-    FUZZ_CHECK(FuzzProbeNames() != nullptr);
+    FUZZ_CHECK(CFuzzProbe::Names() != nullptr);
     // The modules it reaches are loaded now, so that the fuzzer counts
     // their coverage from the first input on.
     FUZZ_CHECK(CreateObjectAs<IUnknown>(L"XMLStream", IID_IUnknown));
@@ -21,13 +21,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FUZZ_CHECK(stream);
     if (!text.empty()) stream->Write(text.data(), static_cast<int32_t>(text.size() * sizeof(wchar_t)));
 
-    SmartPtr<CFuzzProbe> probe = NewFuzzProbe();
+    SmartPtr<CFuzzProbe> probe = CFuzzProbe::New();
     FUZZ_CHECK(probe);
-    FUZZ_CHECK(probe->UIPropInterrogate_LoadXML(FuzzProbeNames(), stream.Get(), 0) == S_OK);
+    FUZZ_CHECK(probe->UIPropInterrogate_LoadXML(CFuzzProbe::Names(), stream.Get(), 0) == S_OK);
     FUZZ_CHECK(probe->m_Volatile == kFuzzVolatileValue);
     // What was loaded can be saved again.
     SmartPtr<IDataStream> out = CreateObjectAs<IDataStream>(L"XMLStream", IID_IDataStream);
     FUZZ_CHECK(out);
-    FUZZ_CHECK(probe->UIPropInterrogate_SaveXML(FuzzProbeNames(), out.Get(), 0) == S_OK);
+    FUZZ_CHECK(probe->UIPropInterrogate_SaveXML(CFuzzProbe::Names(), out.Get(), 0) == S_OK);
     return 0;
 }

@@ -84,7 +84,7 @@ void WriteAvi(const std::string& folder, const char* name, int32_t bits, int fra
 /// The probe's settings written through its archive: the extension chooses
 /// XML or folder stream, `encoding` UTF-16 (0) or 8-bit (1) XML.
 void WriteArchive(const std::string& path, int encoding) {
-    SmartPtr<CFuzzProbe> probe = NewFuzzProbe();
+    SmartPtr<CFuzzProbe> probe = CFuzzProbe::New();
     if (!probe) return Report(false, path);
     probe->m_Object = SmartPtr<IUnknown>::Adopt(ISCreate(L"an object"));
     const std::wstring wide(path.begin(), path.end());
@@ -97,13 +97,13 @@ void WriteArchive(const std::string& path, int encoding) {
 /// The probe's settings as a folder-stream file, with the origin record
 /// and every parameter under its display name.
 void WriteFolderStream(const std::string& path) {
-    SmartPtr<CFuzzProbe> probe = NewFuzzProbe();
+    SmartPtr<CFuzzProbe> probe = CFuzzProbe::New();
     const std::wstring wide(path.begin(), path.end());
     SmartPtr<IString> name = SmartPtr<IString>::Adopt(ISCreate(wide.c_str()));
     SmartPtr<IFolderStream> folder = ARCHIVEOpenFolder(name.Get(), 1);
     if (!probe || !folder) return Report(false, path);
     ARCHIVEWriteInfo(static_cast<IDataPersist*>(probe.Get()), folder.Get());
-    probe->UIPropInterrogate_SaveFolderStream(FuzzProbeNames(), folder.Get(), 0);
+    probe->UIPropInterrogate_SaveFolderStream(CFuzzProbe::Names(), folder.Get(), 0);
     Report(folder->Commit() >= 0, path);
 }
 

@@ -13,57 +13,18 @@
 template <>
 const tagREFString IObjectInfoImpl<CArchiveProbe>::m_ObjectName = {12, const_cast<wchar_t*>(L"ArchiveProbe")};
 
-const InterfaceEntry<CArchiveProbe> CArchiveProbe::kInterfaces[] = {
-    InterfaceEntry<CArchiveProbe>::Of<IObjectInfoImpl<CArchiveProbe>>(IID_IObjectInfo),
-    InterfaceEntry<CArchiveProbe>::Of<IDataPersist>(IID_IDataPersist),
-    InterfaceEntry<CArchiveProbe>::Of<IUIPropInterrogateImpl<CArchiveProbe, IUIPropInterrogateEx, 10>>(
-        IID_IUIPropInterrogate),
-    InterfaceEntry<CArchiveProbe>::Of<IUIPropInterrogateImpl<CArchiveProbe, IUIPropInterrogateEx, 10>>(
-        IID_IUIPropInterrogateEx),
-    InterfaceEntry<CArchiveProbe>::Of<IFileArchiveImpl<CArchiveProbe, IFileArchive>>(IID_IFileArchive),
-    InterfaceEntry<CArchiveProbe>::End(),
-};
+LUM_PARAM_PROBE_INTERFACES(CArchiveProbe);
 
 HRESULT CArchiveProbe::FinalConstruct() {
-    DeclareParameter(ProbeByte, &m_Byte, 1);
-    DeclareParameter(ProbeShort, &m_Short, 2);
-    DeclareParameter(ProbeLong, &m_Long, 0);  // type 0 is stored as 3
-    DeclareParameter(ProbeColour, &m_Colour, 0x23);
-    DeclareParameter(ProbeFloat, &m_Float, 4);
-    DeclareParameter(ProbeDouble, &m_Double, 5);
-    DeclareParameter(ProbeLabel, &m_Label, 6);
-    DeclareParameter(ProbeFile, &m_File, 0x106);
-    DeclareParameter(ProbeObject, &m_Object, 7);
-    DeclareParameter(ProbeVolatile, &m_Volatile, 0x04000003);
+    DeclareProbeParameters();
     static const int32_t speeds[] = {10, 20, 40};
     return PropE(ProbeChoice, &m_Choice, 0x43, nullptr, 20, speeds, 3);
 }
 
-void CArchiveProbe::FinalRelease() {
-    m_Label.Reset();
-    m_File.Reset();
-    m_Object.Reset();
-}
-
-HRESULT CArchiveProbe::Save(IDataStream* stream, int32_t flags) {
-    if (QueryAs<IXMLStream>(stream, IID_IXMLStream)) return UIPropInterrogate_SaveXML(nullptr, stream, flags);
-    SmartPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream, IID_IFolderStream);
-    if (!folder) return E_FAIL;
-    return UIPropInterrogate_SaveFolderStream(nullptr, folder.Get(), flags);
-}
-
-HRESULT CArchiveProbe::Load(IDataStream* stream, int32_t flags) {
-    if (QueryAs<IXMLStream>(stream, IID_IXMLStream)) return UIPropInterrogate_LoadXML(nullptr, stream, flags);
-    SmartPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream, IID_IFolderStream);
-    if (!folder) return E_FAIL;
-    return UIPropInterrogate_LoadFolderStream(folder.Get(), flags);
-}
-
 SmartPtr<CArchiveProbe> NewProbe() {
-    void* unknown = nullptr;
-    EXPECT_EQ(S_OK, CObject<CArchiveProbe>::_CreateInstance(nullptr, &IID_IUnknown, &unknown));
-    return SmartPtr<CArchiveProbe>::Adopt(
-        static_cast<CArchiveProbe*>(static_cast<CObject<CArchiveProbe>*>(static_cast<IUnknown*>(unknown))));
+    SmartPtr<CArchiveProbe> probe = CArchiveProbe::New();
+    EXPECT_TRUE(probe);
+    return probe;
 }
 
 IUIPropInterrogateEx* Props(CArchiveProbe* probe) { return probe; }

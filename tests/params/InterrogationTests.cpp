@@ -18,12 +18,7 @@ public:
 };
 const InterfaceEntry<CBareProps> CBareProps::kInterfaces[] = {InterfaceEntry<CBareProps>::End()};
 
-SmartPtr<CBareProps> NewBare() {
-    void* unknown = nullptr;
-    CObject<CBareProps>::_CreateInstance(nullptr, &IID_IUnknown, &unknown);
-    return SmartPtr<CBareProps>::Adopt(
-        static_cast<CBareProps*>(static_cast<CObject<CBareProps>*>(static_cast<IUnknown*>(unknown))));
-}
+SmartPtr<CBareProps> NewBare() { return CBareProps::New(); }
 
 TEST(Interrogation, IntegerTypesTravelThroughTheirMembers) {
     SmartPtr<CArchiveProbe> probe = NewProbe();

@@ -194,9 +194,7 @@ private:
 /// Creates a fake with one reference, as a creation function would.
 template <class T>
 SmartPtr<T> MakeFake() {
-    void* unknown = nullptr;
-    CObject<T>::_CreateInstance(nullptr, &IID_IUnknown, &unknown);
-    return SmartPtr<T>::Adopt(static_cast<T*>(static_cast<CObject<T>*>(static_cast<IUnknown*>(unknown))));
+    return CObject<T>::New();
 }
 
 /// A host collection resolving every framework class the components create at
