@@ -41,35 +41,23 @@ void Populate(void* block, size_t bytes) {
     if (end > first) madvise(reinterpret_cast<void*>(first), end - first, MADV_POPULATE_WRITE);
 }
 
-// Marks the whole huge pages inside a block for transparent huge pages.
-// Advice only: a kernel without them refuses it and the block works as before.
-void AdviseHugePages(void* block, size_t bytes) {
-    const uintptr_t first = (reinterpret_cast<uintptr_t>(block) + kHugePage - 1) & ~(kHugePage - 1);
-    const uintptr_t end = (reinterpret_cast<uintptr_t>(block) + bytes) & ~(kHugePage - 1);
-    if (end > first) madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
-}
-
 }  // namespace
 
 void* Allocate(size_t bytes, bool zeroed) {
-    // A blank block comes from calloc: memory fresh from the kernel is zero
-    // already and is not written here, so a large blank image costs nothing
-    // until its pixels are used. Its aligned middle may use huge pages.
-    if (zeroed) {
-        void* block = std::calloc(bytes, 1);
-        if (block && bytes >= kHugePage && HugePagesWanted()) AdviseHugePages(block, bytes);
-        return block;
-    }
-    // A block that is filled at once (a copy).
     if (bytes < kHugePage || !HugePagesWanted()) {
-        void* block = std::malloc(bytes);
+        void* block = zeroed ? std::calloc(bytes, 1) : std::malloc(bytes);
         if (block && bytes >= kPopulatedFrom) Populate(block, bytes);
         return block;
     }
     const size_t size = ReservedSize(bytes);
     void* block = nullptr;
     if (posix_memalign(&block, kHugePage, size) != 0) return nullptr;
-    AdviseHugePages(block, size);
+    // Advice only: a kernel without transparent huge pages refuses it and
+    // the block works as before.
+    madvise(block, size & ~(kHugePage - 1), MADV_HUGEPAGE);
+    // The block may be reused heap memory, so zeroing cannot be left to the
+    // kernel here.
+    if (zeroed) std::memset(block, 0, bytes);
     return block;
 }
 

@@ -1,14 +1,12 @@
-// Memory for pixel blocks. A block that is filled at once (a copy) and is
-// 2 MiB or more is aligned to 2 MiB and marked for transparent huge pages: a
-// 1280x1024 colour frame is then faulted in with two page faults instead of
-// about a thousand, and released as fast, which is most of the cost of
-// copying a frame into a fresh image; smaller ones of 256 KiB and more have
-// their pages mapped in one call rather than a fault for each page. A blank
-// block comes from calloc, so that fresh memory is not written until its
-// pixels are used; the whole huge pages inside a large one are marked too.
+// Memory for pixel blocks. Blocks of 2 MiB and more are aligned to 2 MiB and
+// marked for transparent huge pages: a 1280x1024 colour frame is then faulted
+// in with two page faults instead of about a thousand, and released as fast,
+// which is most of the cost of copying a frame into a fresh image. Smaller
+// blocks come from malloc/calloc as any buffer; those of 256 KiB and more
+// have their pages mapped in one call rather than a fault for each page.
 //
 // LUM_IMAGE_HUGE_PAGES=0 in the environment turns the huge-page request off
-// (blocks are then plain malloc/calloc memory of the exact size).
+// (blocks are then plain malloc memory of the exact size).
 #pragma once
 
 #include <cstddef>
