@@ -9,12 +9,6 @@
 #include "module/object/InterfaceTable.h"
 #include "module/object/Object.h"
 
-/// A new object of one of the benchmark's own classes.
-template <class T>
-SmartPtr<T> Make() {
-    return CObject<T>::New();
-}
-
 /// Counts the images it is given, and does nothing else. Every event of one
 /// source arrives on one thread, so the count is a plain relaxed store (no
 /// read-modify-write that would weigh on the cost of firing); other threads

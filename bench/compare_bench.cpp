@@ -438,7 +438,7 @@ double RecordThroughCamcorder(FrameworkHost& host, const std::vector<SmartPtr<IL
                               int options, FileFormatConstants format, const fs::path& folder) {
     SmartPtr<ILUMCamcorder> camcorder = host.Create<ILUMCamcorder>(L"LUMCamcorder", IID_ILUMCamcorder);
     if (!camcorder) Fail("cannot create the camcorder");
-    SmartPtr<FeedCamera> camera = Make<FeedCamera>();
+    SmartPtr<FeedCamera> camera = CObject<FeedCamera>::New();
     SetPath(camcorder.Get(), folder);
     camcorder->put_FileFormat(format);
     camcorder->put_RecordOptions(options);
@@ -625,7 +625,7 @@ int Replay(Args& options) {
     } else if (tool == "camcorder" || tool == "player") {
         FrameworkHost host;
         StartHost(host);
-        SmartPtr<CountingSink> sink = Make<CountingSink>();
+        SmartPtr<CountingSink> sink = CObject<CountingSink>::New();
         SmartPtr<ICamera> camera;
         if (tool == "camcorder") {
             SmartPtr<ILUMCamcorder> camcorder = host.Create<ILUMCamcorder>(L"LUMCamcorder", IID_ILUMCamcorder);
@@ -778,7 +778,7 @@ int Overhead(Args& options) {
         std::vector<double> runs;
         for (int r = 0; r < repeats; ++r) {
             SmartPtr<ILUMCamcorder> camcorder = host.Create<ILUMCamcorder>(L"LUMCamcorder", IID_ILUMCamcorder);
-            SmartPtr<FeedCamera> camera = Make<FeedCamera>();
+            SmartPtr<FeedCamera> camera = CObject<FeedCamera>::New();
             SetPath(camcorder.Get(), "/dev/shm/lum-compare-nothing");
             camcorder->put_RecordOptions(options);
             camcorder->put_RecordasSeparateThreadDelayTime(0);
@@ -812,7 +812,7 @@ int Overhead(Args& options) {
         camcorder->put_PlayDirection(1);
         SmartPtr<IEventSource> events = camcorder.As<IEventSource>(IID_IEventSource);
         for (int s = 0; s < sinkCounts[c]; ++s) {
-            sinks[static_cast<size_t>(c)].push_back(Make<CountingSink>());
+            sinks[static_cast<size_t>(c)].push_back(CObject<CountingSink>::New());
             events->Advise(static_cast<_ICameraEvents*>(sinks[static_cast<size_t>(c)].back().Get()), 1);
         }
         players.push_back(camcorder);
@@ -881,7 +881,7 @@ int LastIndex(Args& options) {
         fs::create_directories(folder);
         SmartPtr<ILUMImageDIB> image = host.Create<ILUMImageDIB>(L"LUMImageDIB", IID_ILUMImageDIB);
         image->Create(64, 48, 8);
-        SmartPtr<FeedCamera> camera = Make<FeedCamera>();
+        SmartPtr<FeedCamera> camera = CObject<FeedCamera>::New();
         camcorder->put_RecordOptions(0);
         camcorder->Control(73, files);
         SmartPtr<ICamcorderArm> recorder = camcorder.As<ICamcorderArm>(IID_ICamcorderArm);

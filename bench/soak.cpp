@@ -269,7 +269,7 @@ public:
         }
         m_Player = m_Host.Create<ICamera>(L"LUMFilePlayer", IID_ICamera);
         if (!m_Player) Fail("cannot create the file player");
-        m_Sink = Make<CountingSink>();
+        m_Sink = CObject<CountingSink>::New();
         m_Player.As<IEventSource>(IID_IEventSource)->Advise(m_Sink->PrimaryUnknown(), 1);
         SmartPtr<IUIPropInterrogateEx> parameters = m_Player.As<IUIPropInterrogateEx>(IID_IUIPropInterrogateEx);
         if (parameters->ControlEx(50, Text(m_Host, Wide(m_Options.folder)).Get()) < 0) Fail("cannot set the folder");

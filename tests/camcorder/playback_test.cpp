@@ -12,7 +12,7 @@ protected:
         ASSERT_TRUE(camcorder);
         camcorders.pop_back();  // never subscribed to a camera; released by the tests
         player = camcorder.As<IMMControlEx>(IID_IMMControlEx);
-        sink = MakeFake<FrameSink>();
+        sink = CObject<FrameSink>::New();
         camcorder.As<IEventSource>(IID_IEventSource)->Advise(sink->PrimaryUnknown(), 1);
     }
     void TearDown() override {

@@ -85,8 +85,8 @@ TEST_F(InputTest, CamcorderRecordsOnlyImages) {
         for (int32_t options : {0, 1, 2}) {
             SCOPED_TRACE("format " + std::to_string(format) + ", options " + std::to_string(options));
             SmartPtr<ICamera> source = NewCamera();
-            SmartPtr<FakeCamera> camera = MakeFake<FakeCamera>();
-            SmartPtr<PlainObject> foreign = MakeFake<PlainObject>();
+            SmartPtr<FakeCamera> camera = CObject<FakeCamera>::New();
+            SmartPtr<PlainObject> foreign = CObject<PlainObject>::New();
             SmartPtr<ILUMCamcorder> camcorder = Camcorder(format, options);
             SmartPtr<ICamcorderArm> arm = camcorder.As<ICamcorderArm>(IID_ICamcorderArm);
             ASSERT_EQ(arm->Record(camera->PrimaryUnknown()), S_OK);
@@ -129,8 +129,8 @@ TEST_F(InputTest, CamcorderPreRecordRingTakesForeignObjects) {
     for (int32_t options : {1, 2}) {
         SCOPED_TRACE("options " + std::to_string(options));
         SmartPtr<ICamera> source = NewCamera();
-        SmartPtr<FakeCamera> camera = MakeFake<FakeCamera>();
-        SmartPtr<PlainObject> foreign = MakeFake<PlainObject>();
+        SmartPtr<FakeCamera> camera = CObject<FakeCamera>::New();
+        SmartPtr<PlainObject> foreign = CObject<PlainObject>::New();
         SmartPtr<ILUMCamcorder> camcorder = Camcorder(FileFormatBMP, options);
         SmartPtr<ICamcorderArm> arm = camcorder.As<ICamcorderArm>(IID_ICamcorderArm);
         arm->put_NumberImagesPreRecord(4);
@@ -151,8 +151,8 @@ TEST_F(InputTest, CamcorderPreRecordRingTakesForeignObjects) {
 // The stack camcorder drops what is not an image.
 TEST_F(InputTest, StackCamcorderKeepsOnlyImages) {
     SmartPtr<ICamera> source = NewCamera();
-    SmartPtr<FakeCamera> camera = MakeFake<FakeCamera>();
-    SmartPtr<PlainObject> foreign = MakeFake<PlainObject>();
+    SmartPtr<FakeCamera> camera = CObject<FakeCamera>::New();
+    SmartPtr<PlainObject> foreign = CObject<PlainObject>::New();
     SmartPtr<ICamera> stack = CreateFrom<ICamera>(module, L"LUMStackCamcorder", IID_ICamera);
     ASSERT_TRUE(stack);
     SmartPtr<ICamcorder> recorder = stack.As<ICamcorder>(IID_ICamcorder);
@@ -178,7 +178,7 @@ protected:
     void SetUp() override {
         InputTest::SetUp();
         SetGlobalComponents(collection.Get());
-        player = MakeFake<CLUMFilePlayer>();
+        player = CObject<CLUMFilePlayer>::New();
         ASSERT_TRUE(player);
         SmartPtr<IFileArchive> archive = QueryAs<IFileArchive>(player->PrimaryUnknown(), IID_IFileArchive);
         const std::wstring name = (folder / "take.jpg").wstring();
@@ -212,8 +212,8 @@ protected:
 
 TEST_F(PlayerRecorder, RecordsOnlyImages) {
     SmartPtr<ICamera> source = NewCamera();
-    SmartPtr<FakeCamera> camera = MakeFake<FakeCamera>();
-    SmartPtr<PlainObject> foreign = MakeFake<PlainObject>();
+    SmartPtr<FakeCamera> camera = CObject<FakeCamera>::New();
+    SmartPtr<PlainObject> foreign = CObject<PlainObject>::New();
     player->SetRecordInterval(0.001);
     player->Record(camera->PrimaryUnknown());
     ASSERT_EQ(player->IsRecording(), S_OK);

@@ -105,7 +105,7 @@ void DriveCamcorder(const Kit& kit, const fs::path& work, Report& report) {
     report("camcorder.avi.file", fs::exists(work / "rec.avi") ? "yes" : "no");
     arm->Record(nullptr);
     // Playback of what was recorded (nothing when no camera or no archive).
-    SmartPtr<CountingSink> sink = MakeFake<CountingSink>();
+    SmartPtr<CountingSink> sink = CObject<CountingSink>::New();
     camcorder.As<IEventSource>(IID_IEventSource)->Advise(sink->PrimaryUnknown(), 1);
     camcorder->put_ActiveIndex(-1);
     report.Code("camcorder.play.grab", camcorder->Grab(0, 0, nullptr));
@@ -128,7 +128,7 @@ void DriveStack(const Kit& kit, const fs::path& work, Report& report) {
     if (SmartPtr<ISimpleCollection> list = stack.As<ISimpleCollection>(IID_ISimpleCollection))
         list->get_Count(&count);
     report("stack.count", std::to_string(count));
-    SmartPtr<CountingSink> sink = MakeFake<CountingSink>();
+    SmartPtr<CountingSink> sink = CObject<CountingSink>::New();
     stack.As<IEventSource>(IID_IEventSource)->Advise(sink->PrimaryUnknown(), 1);
     report.Code("stack.live", stack->Live());
     report.Code("stack.grab", stack->Grab(-1, 0, nullptr));
@@ -148,7 +148,7 @@ void DrivePlayer(const Kit& kit, const fs::path& work, Report& report) {
     SmartPtr<ICamera> player = Component<ICamera>(kit, L"LUMFilePlayer", IID_ICamera, &hr);
     report.Code("player.create", hr);
     if (!player) return;
-    SmartPtr<CountingSink> sink = MakeFake<CountingSink>();
+    SmartPtr<CountingSink> sink = CObject<CountingSink>::New();
     player.As<IEventSource>(IID_IEventSource)->Advise(sink->PrimaryUnknown(), 1);
     SmartPtr<IUIPropInterrogateEx> params = player.As<IUIPropInterrogateEx>(IID_IUIPropInterrogateEx);
     SmartPtr<IString> pattern = Text(kit.collection.Get(), (work / "images").wstring());
@@ -192,7 +192,7 @@ void DriveFileGrab(const Kit& kit, const fs::path& work, Report& report) {
     SmartPtr<LUMFileGrabCamera> camera =
         SmartPtr<LUMFileGrabCamera>::Adopt(static_cast<LUMFileGrabCamera*>(static_cast<IUnknown*>(answer)));
     SmartPtr<IEventSource> events = grab.As<IEventSource>(IID_IEventSource);
-    SmartPtr<CountingSink> sink = MakeFake<CountingSink>();
+    SmartPtr<CountingSink> sink = CObject<CountingSink>::New();
     events->Advise(sink->PrimaryUnknown(), 1);
     const fs::path watched = work / "watched";
     fs::create_directories(watched);

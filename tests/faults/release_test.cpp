@@ -148,7 +148,7 @@ TEST_F(ReleaseTest, CamcorderPlaybackReleasedFromTheHost) {
     WriteRecording(1, 12);
     for (int round = 0; round < 5; ++round) {
         SmartPtr<ILUMCamcorder> camcorder = LoneCamcorder(FileFormatBMP);
-        SmartPtr<FrameSink> sink = MakeFake<FrameSink>();
+        SmartPtr<FrameSink> sink = CObject<FrameSink>::New();
         camcorder.As<IEventSource>(IID_IEventSource)->Advise(sink->PrimaryUnknown(), 1);
         camcorder->put_PlayBackSpeed(1000.0);
         ASSERT_EQ(camcorder->Live(), S_OK);
@@ -167,7 +167,7 @@ TEST_F(ReleaseTest, CamcorderPlaybackReleasedInsideItsEvent) {
     WriteRecording(1, 12);
     for (int round = 0; round < 5; ++round) {
         SmartPtr<ILUMCamcorder> camcorder = LoneCamcorder(FileFormatBMP);
-        SmartPtr<ReleasingSink> sink = MakeFake<ReleasingSink>();
+        SmartPtr<ReleasingSink> sink = CObject<ReleasingSink>::New();
         camcorder.As<IEventSource>(IID_IEventSource)->Advise(sink->PrimaryUnknown(), 1);
         camcorder->put_PlayBackSpeed(1000.0);
         sink->m_Held = camcorder.As<IUnknown>(IID_IUnknown);
@@ -204,7 +204,7 @@ protected:
 TEST_F(PlayerRelease, LiveReplayReleasedFromTheHost) {
     WriteRecording(1, 8);
     for (int round = 0; round < 5; ++round) {
-        SmartPtr<FrameSink> sink = MakeFake<FrameSink>();
+        SmartPtr<FrameSink> sink = CObject<FrameSink>::New();
         SmartPtr<ICamera> player = LivePlayer(sink->PrimaryUnknown());
         ASSERT_TRUE(player);
         ASSERT_EQ(player->Live(), S_OK);
@@ -220,7 +220,7 @@ TEST_F(PlayerRelease, LiveReplayReleasedFromTheHost) {
 TEST_F(PlayerRelease, LiveReplayReleasedInsideItsEvent) {
     WriteRecording(1, 8);
     for (int round = 0; round < 5; ++round) {
-        SmartPtr<ReleasingSink> sink = MakeFake<ReleasingSink>();
+        SmartPtr<ReleasingSink> sink = CObject<ReleasingSink>::New();
         SmartPtr<ICamera> player = LivePlayer(sink->PrimaryUnknown());
         ASSERT_TRUE(player);
         sink->m_Held = player.As<IUnknown>(IID_IUnknown);
@@ -279,7 +279,7 @@ TEST_F(FileGrabRelease, WatchReleasedFromTheHostWhileFilesArrive) {
     watched = folder / "watched";
     StartWriting();
     for (int round = 0; round < 5; ++round) {
-        SmartPtr<FrameSink> sink = MakeFake<FrameSink>();
+        SmartPtr<FrameSink> sink = CObject<FrameSink>::New();
         SmartPtr<IUnknown> grab = Watching(sink->PrimaryUnknown());
         ASSERT_TRUE(grab);
         ASSERT_TRUE(WaitFor([&] { return sink->Size() >= 3; }));
@@ -297,7 +297,7 @@ TEST_F(FileGrabRelease, WatchReleasedInsideItsEventWhileFilesArrive) {
     watched = folder / "watched";
     StartWriting();
     for (int round = 0; round < 5; ++round) {
-        SmartPtr<ReleasingSink> sink = MakeFake<ReleasingSink>();
+        SmartPtr<ReleasingSink> sink = CObject<ReleasingSink>::New();
         SmartPtr<IUnknown> grab = Watching(sink->PrimaryUnknown());
         ASSERT_TRUE(grab);
         sink->m_Held = grab;
@@ -350,7 +350,7 @@ TEST_F(ReleaseTest, StackRecordingReleasedInsideTheCamerasEvent) {
         SmartPtr<ICamcorder> recorder = stack.As<ICamcorder>(IID_ICamcorder);
         recorder->Record(camera.Get());
         recorder.Reset();
-        SmartPtr<ReleasingSink> sink = MakeFake<ReleasingSink>();
+        SmartPtr<ReleasingSink> sink = CObject<ReleasingSink>::New();
         sink->m_ReleaseAt = 5;
         ICamcorder* held = stack.As<ICamcorder>(IID_ICamcorder).Get();
         sink->m_Before = [held] { held->StopRecording(); };

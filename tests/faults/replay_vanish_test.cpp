@@ -61,7 +61,7 @@ protected:
         WriteRecording(1, 12);
         camcorder = NewCamcorder(FileFormatBMP);
         ASSERT_TRUE(camcorder);
-        sink = MakeFake<FrameSink>();
+        sink = CObject<FrameSink>::New();
         camcorder.As<IEventSource>(IID_IEventSource)->Advise(sink->PrimaryUnknown(), 1);
         camcorder.As<IMMControlEx>(IID_IMMControlEx)->put_Loop(loop);
         camcorder->put_PlayBackSpeed(1000.0);
@@ -115,7 +115,7 @@ TEST_F(CamcorderReplay, PlaybackWithoutLoopEndsAtADamagedFile) {
         WriteRecording(1, 12);
         camcorder = NewCamcorder(FileFormatBMP);
         ASSERT_TRUE(camcorder);
-        sink = MakeFake<FrameSink>();
+        sink = CObject<FrameSink>::New();
         camcorder.As<IEventSource>(IID_IEventSource)->Advise(sink->PrimaryUnknown(), 1);
         camcorder.As<IMMControlEx>(IID_IMMControlEx)->put_Loop(0);
         camcorder->put_PlayBackSpeed(1000.0);

@@ -12,7 +12,7 @@ namespace {
 SmartPtr<ICamera> MakeCamera() { return CreateByName<ICamera>(L"LUMTestCamera", IID_ICamera); }
 
 SmartPtr<RecordingSink> Advised(ICamera* camera) {
-    SmartPtr<RecordingSink> sink = MakeFake<RecordingSink>();
+    SmartPtr<RecordingSink> sink = CObject<RecordingSink>::New();
     SmartPtr<IEventSource> events = QueryAs<IEventSource>(camera, IID_IEventSource);
     EXPECT_EQ(S_OK, events->Advise(sink->PrimaryUnknown(), 1));
     return sink;
@@ -166,7 +166,7 @@ TEST(TestCamera, StopLiveFromInsideASinkEndsTheRunAfterThatFrame) {
 }
 
 TEST(TestCamera, ReleasingTheCameraWhileLiveStopsItAndLetsGoOfTheSinks) {
-    SmartPtr<RecordingSink> sink = MakeFake<RecordingSink>();
+    SmartPtr<RecordingSink> sink = CObject<RecordingSink>::New();
     {
         SmartPtr<ICamera> camera = MakeCamera();
         QueryAs<IEventSource>(camera.Get(), IID_IEventSource)->Advise(sink->PrimaryUnknown(), 1);
@@ -182,7 +182,7 @@ TEST(TestCamera, ReleasingTheCameraWhileLiveStopsItAndLetsGoOfTheSinks) {
 }
 
 TEST(TestCamera, ASinkReleasingTheLastReferenceInsideTheEventLetsTheThreadEndByItself) {
-    SmartPtr<RecordingSink> sink = MakeFake<RecordingSink>();
+    SmartPtr<RecordingSink> sink = CObject<RecordingSink>::New();
     std::atomic<ICamera*> owned{nullptr};
     std::atomic<int32_t> releasedAt{0};
     sink->onEvent = [&](RecordingSink&, int32_t count) {
@@ -211,7 +211,7 @@ TEST(TestCamera, SinksComeAndGoAndOthersGrabWhileLive) {
     camera->Control(1, 32);
     camera->Control(2, 32);
     ASSERT_EQ(S_OK, camera->Live());
-    SmartPtr<RecordingSink> visitor = MakeFake<RecordingSink>();
+    SmartPtr<RecordingSink> visitor = CObject<RecordingSink>::New();
     const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(60);
     for (int i = 0; i < 200 || std::chrono::steady_clock::now() < until; ++i) {
         ASSERT_EQ(S_OK, events->Advise(visitor->PrimaryUnknown(), i % 3 == 0 ? 2 : 1));
@@ -236,7 +236,7 @@ TEST(StackConcurrency, OneAppenderAndOneRemoverSeeEveryItemOnceInOrder) {
     ASSERT_TRUE(stack);
     stack->SetSize(1000, 0);
     std::vector<SmartPtr<PlainObject>> items;
-    for (int i = 0; i < kItems; ++i) items.push_back(MakeFake<PlainObject>());
+    for (int i = 0; i < kItems; ++i) items.push_back(CObject<PlainObject>::New());
 
     std::thread appender([&] {
         for (const SmartPtr<PlainObject>& item : items) stack->Add(item->PrimaryUnknown());

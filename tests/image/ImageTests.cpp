@@ -124,7 +124,7 @@ TEST(ImageDIB, CopyIsAFullIndependentCopyWhateverTheMaskOrSourceStride) {
     // Rows of another module's image 64 bytes apart become rows 8 bytes apart.
     std::vector<uint8_t> foreignPixels(64 * 3);
     for (size_t i = 0; i < foreignPixels.size(); ++i) foreignPixels[i] = uint8_t(i);
-    SmartPtr<ForeignImage> foreign = MakeFake<ForeignImage>();
+    SmartPtr<ForeignImage> foreign = CObject<ForeignImage>::New();
     foreign->width = 5, foreign->height = 3, foreign->stride = 64, foreign->pixels = foreignPixels.data();
     ASSERT_EQ(S_OK, copy->Copy(foreign.Get(), 255));
     ImageBytes copied = BytesOf(copy.Get());
@@ -162,7 +162,7 @@ protected:
         stack = CreateByName<IStackCollection>(L"LUMStack", IID_IStackCollection);
         ASSERT_TRUE(stack);
         list = stack.As<ISimpleCollection>(IID_ISimpleCollection);
-        for (int i = 0; i < 6; ++i) items.push_back(MakeFake<PlainObject>());
+        for (int i = 0; i < 6; ++i) items.push_back(CObject<PlainObject>::New());
     }
     void TearDown() override {
         stack = nullptr;

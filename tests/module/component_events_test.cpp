@@ -38,7 +38,7 @@ protected:
 TEST_P(ComponentEvents, RegistrationRules) {
     std::vector<SmartPtr<CountingSink>> sinks;
     for (int i = 0; i < 10; ++i) {
-        sinks.push_back(MakeFake<CountingSink>());
+        sinks.push_back(CObject<CountingSink>::New());
         ASSERT_EQ(events->Advise(sinks.back()->PrimaryUnknown(), 1), S_OK);
     }
     EXPECT_EQ(events->GetAdviseCount(), 10);
@@ -54,7 +54,7 @@ TEST_P(ComponentEvents, RegistrationRules) {
     EXPECT_EQ(events->Advise(sinks[0]->PrimaryUnknown(), 0), E_FAIL);
 
     // Flags 2: added once, then replaced in place.
-    SmartPtr<CountingSink> replaceable = MakeFake<CountingSink>(), replacement = MakeFake<CountingSink>();
+    SmartPtr<CountingSink> replaceable = CObject<CountingSink>::New(), replacement = CObject<CountingSink>::New();
     EXPECT_EQ(events->Advise(replaceable->PrimaryUnknown(), 2), S_OK);
     int32_t count = events->GetAdviseCount();
     EXPECT_EQ(events->Advise(replacement->PrimaryUnknown(), 2), S_OK);
@@ -64,7 +64,7 @@ TEST_P(ComponentEvents, RegistrationRules) {
 
     // Refusals.
     EXPECT_EQ(events->Advise(nullptr, 1), E_POINTER);
-    SmartPtr<PlainObject> plain = MakeFake<PlainObject>();
+    SmartPtr<PlainObject> plain = CObject<PlainObject>::New();
     EXPECT_EQ(events->Advise(plain->PrimaryUnknown(), 1), E_NOINTERFACE);
 
     // Removing all gives every reference back.
@@ -75,7 +75,7 @@ TEST_P(ComponentEvents, RegistrationRules) {
 }
 
 TEST_P(ComponentEvents, ReleasingTheComponentReleasesItsSinks) {
-    SmartPtr<CountingSink> sink = MakeFake<CountingSink>();
+    SmartPtr<CountingSink> sink = CObject<CountingSink>::New();
     ASSERT_EQ(events->Advise(sink->PrimaryUnknown(), 1), S_OK);
     EXPECT_EQ(RefCountOf(sink->PrimaryUnknown()), 2u);
     events.Reset();

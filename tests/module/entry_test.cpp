@@ -57,7 +57,7 @@ TEST_F(ModuleEntry, CreateFunctionAnswersExactlyTheFiveClassNames) {
 }
 
 TEST_F(ModuleEntry, CreateFunctionResultCreatesTheNamedClass) {
-    SmartPtr<FakeCollection> host = MakeFake<FakeCollection>();
+    SmartPtr<FakeCollection> host = CObject<FakeCollection>::New();
     module.initialize(nullptr, host.Get());
     for (const wchar_t* name : {L"LUMCamcorder", L"LUMStackCamcorder", L"LUMFilePlayer"}) {
         SmartPtr<IObjectInfo> info = CreateFrom<IObjectInfo>(module, name, IID_IObjectInfo);
@@ -74,8 +74,8 @@ TEST_F(ModuleEntry, CreateFunctionResultCreatesTheNamedClass) {
 }
 
 TEST_F(ModuleEntry, InitializeModuleKeepsOneReferenceAndReplacesIt) {
-    SmartPtr<FakeCollection> first = MakeFake<FakeCollection>();
-    SmartPtr<FakeCollection> second = MakeFake<FakeCollection>();
+    SmartPtr<FakeCollection> first = CObject<FakeCollection>::New();
+    SmartPtr<FakeCollection> second = CObject<FakeCollection>::New();
     EXPECT_EQ(module.initialize(nullptr, first.Get()), S_OK);
     EXPECT_EQ(RefCountOf(first->PrimaryUnknown()), 2u);
     EXPECT_EQ(module.initialize(reinterpret_cast<void*>(0xdead), first.Get()), S_OK);
@@ -90,7 +90,7 @@ TEST_F(ModuleEntry, InitializeModuleKeepsOneReferenceAndReplacesIt) {
 }
 
 TEST_F(ModuleEntry, GlobalComponentsHandsOutTheHostCollectionCounted) {
-    SmartPtr<FakeCollection> host = MakeFake<FakeCollection>();
+    SmartPtr<FakeCollection> host = CObject<FakeCollection>::New();
     module.initialize(nullptr, host.Get());
     IComponentCollection* a = globalComponents();
     IComponentCollection* b = globalComponents();

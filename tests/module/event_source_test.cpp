@@ -60,10 +60,10 @@ const InterfaceEntry<LoggingSink> LoggingSink::kInterfaces[] = {
 
 class EventSource : public ::testing::Test {
 protected:
-    void SetUp() override { source = MakeFake<Source>(); }
+    void SetUp() override { source = CObject<Source>::New(); }
 
     SmartPtr<LoggingSink> Sink(int id) {
-        SmartPtr<LoggingSink> sink = MakeFake<LoggingSink>();
+        SmartPtr<LoggingSink> sink = CObject<LoggingSink>::New();
         sink->m_Id = id;
         sink->m_Log = &log;
         return sink;
@@ -102,7 +102,7 @@ TEST_F(EventSource, SameObjectThroughAnotherInterfaceIsRegisteredOnce) {
 
 TEST_F(EventSource, RefusesSinksThatCannotReceiveTheEvent) {
     EXPECT_EQ(source->Advise(nullptr, 1), E_POINTER);
-    SmartPtr<PlainObject> plain = MakeFake<PlainObject>();
+    SmartPtr<PlainObject> plain = CObject<PlainObject>::New();
     EXPECT_EQ(source->Advise(plain.Get(), 1), E_NOINTERFACE);
     EXPECT_EQ(source->GetAdviseCount(), 0);
     EXPECT_EQ(RefCountOf(plain.Get()), 1u);
@@ -169,7 +169,7 @@ TEST_F(EventSource, AdviseItemBounds) {
 TEST_F(EventSource, FiresToEverySinkInOrderWithItsArguments) {
     SmartPtr<LoggingSink> a = Sink(1), b = Sink(2), c = Sink(3);
     for (auto* s : {a.Get(), b.Get(), c.Get()}) source->Advise(Unknown(s), 1);
-    SmartPtr<PlainObject> image = MakeFake<PlainObject>();
+    SmartPtr<PlainObject> image = CObject<PlainObject>::New();
     source->Fire_ImageGrabbed(source->PrimaryUnknown(), image.Get(), 42);
     EXPECT_EQ(log, (std::vector<int>{1, 2, 3}));
     EXPECT_EQ(c->m_LastCount, 42);
@@ -182,7 +182,7 @@ TEST_F(EventSource, SinksWithoutTheEventAreSkippedAndEmptySlotsEndDelivery) {
     source->Advise(Unknown(replaceable.Get()), 2);
     source->Advise(Unknown(c.Get()), 1);
     // The replacement is not checked: a plain object takes the slot.
-    SmartPtr<PlainObject> plain = MakeFake<PlainObject>();
+    SmartPtr<PlainObject> plain = CObject<PlainObject>::New();
     EXPECT_EQ(source->Advise(plain.Get(), 2), S_OK);
     source->Fire_ImageGrabbed(nullptr, nullptr, 0);
     EXPECT_EQ(log, (std::vector<int>{1, 3}));
@@ -221,13 +221,13 @@ TEST_F(EventSource, FiringWhileOtherThreadsAdviseAndUnadvise) {
     source->m_UseMutex = true;
     std::vector<SmartPtr<CountingSink>> steady;
     for (int i = 0; i < 4; ++i) {
-        steady.push_back(MakeFake<CountingSink>());
+        steady.push_back(CObject<CountingSink>::New());
         source->Advise(steady.back()->PrimaryUnknown(), 1);
     }
     std::atomic<bool> stop{false};
     std::thread churn([&] {
         while (!stop) {
-            SmartPtr<CountingSink> sink = MakeFake<CountingSink>();
+            SmartPtr<CountingSink> sink = CObject<CountingSink>::New();
             source->Advise(sink->PrimaryUnknown(), 1);
             source->Advise(sink->PrimaryUnknown(), 0);
         }

@@ -120,7 +120,7 @@ SmartPtr<ICamera> PlayerTest::NewPlayer() {
 }
 
 SmartPtr<ReplaySink> PlayerTest::AdviseSink(ICamera* player) {
-    SmartPtr<ReplaySink> sink = MakeFake<ReplaySink>();
+    SmartPtr<ReplaySink> sink = CObject<ReplaySink>::New();
     SmartPtr<IEventSource> source = QueryAs<IEventSource>(player, IID_IEventSource);
     EXPECT_TRUE(source);
     if (source) {

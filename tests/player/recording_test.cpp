@@ -20,7 +20,7 @@ protected:
         std::string pattern = (fs::temp_directory_path() / "lum-player-rec-XXXXXX").string();
         ASSERT_NE(mkdtemp(pattern.data()), nullptr);
         folder = pattern;
-        player = MakeFake<CLUMFilePlayer>();
+        player = CObject<CLUMFilePlayer>::New();
         ASSERT_TRUE(player);
         camera = NewCamera();
         ASSERT_TRUE(camera);
@@ -214,7 +214,7 @@ TEST_F(Recording, PatternTextGoesBetweenStemAndNumber) {
 }
 
 TEST_F(Recording, SourcesWithoutEventsAreRefused) {
-    SmartPtr<PlainObject> plain = MakeFake<PlainObject>();
+    SmartPtr<PlainObject> plain = CObject<PlainObject>::New();
     SetArchiveName((folder / "x.png").wstring());
     EXPECT_EQ(player->Record(plain->PrimaryUnknown()), E_FAIL);
     EXPECT_EQ(player->IsRecording(), E_FAIL);

@@ -14,7 +14,7 @@ protected:
     void NewStack() {
         stack = CreateFrom<ICamera>(module, L"LUMStackCamcorder", IID_ICamera);
         ASSERT_TRUE(stack);
-        sink = MakeFake<FrameSink>();
+        sink = CObject<FrameSink>::New();
         stack.As<IEventSource>(IID_IEventSource)->Advise(sink->PrimaryUnknown(), 1);
     }
     /// Records `count` frames of a synthetic camera into the stack.

@@ -89,7 +89,7 @@ void FakeCollection::Set(const wchar_t* className, CreateInstanceFunction creato
 }
 
 SmartPtr<FakeCollection> MakeComponentHost() {
-    SmartPtr<FakeCollection> host = MakeFake<FakeCollection>();
+    SmartPtr<FakeCollection> host = CObject<FakeCollection>::New();
     host->Set(L"LUMStack", &CObject<FakeStack>::_CreateInstance);
     host->Set(L"LUMArchive", &CObject<FakeArchive>::_CreateInstance);
     host->Set(L"FileNameCollection", &CObject<FakeFileNames>::_CreateInstance);

@@ -191,12 +191,6 @@ private:
     std::map<std::wstring, CreateInstanceFunction> m_Classes;
 };
 
-/// Creates a fake with one reference, as a creation function would.
-template <class T>
-SmartPtr<T> MakeFake() {
-    return CObject<T>::New();
-}
-
 /// A host collection resolving every framework class the components create at
 /// construction ("LUMStack", "LUMArchive", "FileNameCollection",
 /// "ExtCollection", "LUMImageCANVAS") with the fakes above.

@@ -15,7 +15,7 @@ protected:
         WindowHostTest::SetUp();
         window = CreateFrom<ILUMCamWindow>(module, L"LUMCamWindow", IID_ILUMCamWindow);
         ASSERT_TRUE(window);
-        sink = MakeFake<GrabSink>();
+        sink = CObject<GrabSink>::New();
         ASSERT_EQ(S_OK, Events()->Advise(sink->PrimaryUnknown(), 1));
     }
     void TearDown() override {

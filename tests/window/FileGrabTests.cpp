@@ -84,7 +84,7 @@ protected:
         camera = SmartPtr<FileGrabCamera>::Adopt(static_cast<FileGrabCamera*>(static_cast<IUnknown*>(answer)));
         events = grab.As<IEventSource>(IID_IEventSource);
         ASSERT_TRUE(events);
-        sink = MakeFake<GrabSink>();
+        sink = CObject<GrabSink>::New();
         ASSERT_EQ(S_OK, events->Advise(sink->PrimaryUnknown(), 1));
     }
 
@@ -337,7 +337,7 @@ TEST_P(FileGrabTest, ReleasingTheGrabWhileFilesArriveEndsTheDeliveries) {
         }
     });
     // Sinks come and go on the host's thread while files are delivered.
-    SmartPtr<GrabSink> passing = MakeFake<GrabSink>();
+    SmartPtr<GrabSink> passing = CObject<GrabSink>::New();
     ASSERT_TRUE(WaitFor([&] {
         events->Advise(passing->PrimaryUnknown(), 1);
         events->Advise(passing->PrimaryUnknown(), 0);
