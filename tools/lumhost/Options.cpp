@@ -19,7 +19,8 @@ Options::Options(const std::vector<std::string>& args, const std::set<std::strin
         }
         std::string name = arg.substr(2);
         if (switches.count(name)) {
-            m_Values[name] = "1";
+            // Not "= \"1\"": GCC 12 at -O3 reports a false -Wrestrict for it.
+            m_Values.insert_or_assign(name, std::string(1, '1'));
             continue;
         }
         if (i + 1 >= args.size()) {
