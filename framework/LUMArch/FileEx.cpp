@@ -31,8 +31,10 @@ public:
     HRESULT Allocate(int32_t width, int32_t height, int32_t bits, uint8_t** pixels, int32_t* stride) override {
         if (width <= 0 || height <= 0 || !CPixels::ValidBits(bits)) return E_FAIL;
         if (m_SizeOnly) return S_FALSE;
-        // Zeroed, since decoders leave the row padding alone.
-        if (m_Store.Allocate(width, height, bits, true) < 0) return E_FAIL;
+        // Decoders write every row's pixels but leave the row padding alone:
+        // only rows with padding need a zeroed block.
+        const bool padded = CPixels::StrideFor(width, bits) != CPixels::RowBytes(width, bits);
+        if (m_Store.Allocate(width, height, bits, padded) < 0) return E_FAIL;
         *pixels = m_Store.Data();
         *stride = m_Store.Stride();
         return S_OK;

@@ -12,6 +12,8 @@
 #include <memory>
 #include <new>
 
+#include "framework/LUMArch/JpegBands.h"
+#include "framework/LUMArch/ReadAhead.h"
 #include "framework/LUMArch/Recycler.h"
 
 namespace {
@@ -31,9 +33,26 @@ Recycler<JpegBlock>& FileBuffers() {
     return buffers;
 }
 
-/// Reads the whole regular file at `path` into `bytes` (its size set to the
-/// bytes read). A file that shrinks meanwhile gives what is there.
-bool ReadWholeFile(const std::string& path, JpegBlock& bytes) {
+// Passes a decoder's requests on, noting whether the reader wanted pixels
+// (and not only the size).
+class WatchedTarget final : public ImageTarget {
+public:
+    explicit WatchedTarget(ImageTarget& inner) : m_Inner(inner) {}
+    HRESULT Allocate(int32_t width, int32_t height, int32_t bits, uint8_t** pixels, int32_t* stride) override {
+        const HRESULT hr = m_Inner.Allocate(width, height, bits, pixels, stride);
+        m_PixelsWanted = hr == S_OK;
+        return hr;
+    }
+    bool PixelsWanted() const { return m_PixelsWanted; }
+
+private:
+    ImageTarget& m_Inner;
+    bool m_PixelsWanted = false;
+};
+
+}  // namespace
+
+bool ReadFileBytes(const std::string& path, JpegBlock& bytes) {
     bytes.size = 0;
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) return false;
@@ -51,7 +70,21 @@ bool ReadWholeFile(const std::string& path, JpegBlock& bytes) {
     return ok;
 }
 
-}  // namespace
+HRESULT DecodeImageBytes(const uint8_t* data, size_t size, ImageTarget& target, bool& sequential) {
+    sequential = false;
+    switch (SniffFormat(data, size)) {
+        case ImageFormat::Jpeg: {
+            const HRESULT hr = DecodeJpegBands(data, size, target);
+            if (hr != S_FALSE) return hr;
+            sequential = true;
+            return DecodeJpegPlain(data, size, target);
+        }
+        case ImageFormat::Bmp: return DecodeBmp(data, size, target);
+        case ImageFormat::Png: sequential = true; return DecodePng(data, size, target);
+        case ImageFormat::None: break;
+    }
+    return E_FAIL;
+}
 
 ImageFormat SniffFormat(const uint8_t* data, size_t size) {
     static const uint8_t kPng[8] = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A};
@@ -74,7 +107,7 @@ ImageFormat FormatOfName(const std::wstring& name) {
     return ImageFormat::None;
 }
 
-HRESULT ReadImageFile(const std::string& path, ImageTarget& target) {
+HRESULT ReadImageFile(const std::string& path, ImageTarget& target, ReadAhead& ahead) {
     std::unique_ptr<JpegBlock> bytes;
     try {
         bytes = FileBuffers().Take();
@@ -82,15 +115,12 @@ HRESULT ReadImageFile(const std::string& path, ImageTarget& target) {
         return E_FAIL;
     }
     HRESULT hr = E_FAIL;
-    if (ReadWholeFile(path, *bytes)) {
-        const uint8_t* data = bytes->data;
-        const size_t size = bytes->size;
-        switch (SniffFormat(data, size)) {
-            case ImageFormat::Jpeg: hr = DecodeJpeg(data, size, target); break;
-            case ImageFormat::Bmp: hr = DecodeBmp(data, size, target); break;
-            case ImageFormat::Png: hr = DecodePng(data, size, target); break;
-            case ImageFormat::None: break;
-        }
+    if (ReadFileBytes(path, *bytes)) {
+        WatchedTarget watched(target);
+        bool sequential = false;
+        if (!ahead.Serve(path, bytes->data, bytes->size, watched, hr, sequential))
+            hr = DecodeImageBytes(bytes->data, bytes->size, watched, sequential);
+        if (hr >= 0 && watched.PixelsWanted()) ahead.Follow(path, sequential);
     }
     if (bytes->capacity <= kLargestKeptFile) FileBuffers().Give(std::move(bytes));
     return hr;

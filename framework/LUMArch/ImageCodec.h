@@ -8,6 +8,7 @@
 #include <string>
 
 #include "framework/LUMArch/JpegCodec.h"
+#include "framework/LUMArch/ReadAhead.h"
 #include "lum/lum.h"
 
 enum class ImageFormat { None, Jpeg, Bmp, Png };
@@ -20,8 +21,20 @@ ImageFormat SniffFormat(const uint8_t* data, size_t size);
 ImageFormat FormatOfName(const std::wstring& name);
 
 /// Reads a whole file and decodes it by content. E_FAIL when the file
-/// cannot be read, is not one of the three formats, or is damaged.
-HRESULT ReadImageFile(const std::string& path, ImageTarget& target);
+/// cannot be read, is not one of the three formats, or is damaged. A read
+/// of pixels that continues a numbered run of files has the next files of
+/// the run decoded ahead (see ReadAhead.h), by `ahead`.
+HRESULT ReadImageFile(const std::string& path, ImageTarget& target, ReadAhead& ahead = ReadAhead::Shared());
+
+/// Reads the whole regular file at `path` into `bytes` (its size set to the
+/// bytes read). A file that shrinks meanwhile gives what is there. False
+/// when it cannot be opened, is not a regular file or is too large.
+bool ReadFileBytes(const std::string& path, JpegBlock& bytes);
+
+/// Decodes file bytes by content. `sequential` tells whether they decoded
+/// on the calling thread alone (a JPEG not laid out in bands, a PNG), so
+/// that decoding the next file ahead would use another core.
+HRESULT DecodeImageBytes(const uint8_t* data, size_t size, ImageTarget& target, bool& sequential);
 
 /// Writes `image` to `path` (replacing it) in `format`; `quality` 1-100 is
 /// used by JPEG. E_FAIL when the file cannot be created or written; a file

@@ -2,7 +2,9 @@
 // files, and a file entry whose interfaces follow its loaded pixels.
 #include <png.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstdio>
 #include <ctime>
 
 #include "tests/image/ImageTestSupport.h"
@@ -222,6 +224,33 @@ TEST_F(ArchiveTest, PngReaderTurnsPalettesAlphaAndDeepSamplesIntoTheThreeLayouts
         EXPECT_EQ(want.bits, got.bits) << name;
         EXPECT_EQ(want.rows, got.rows) << name;
     }
+}
+
+TEST_F(ArchiveTest, NumberedRunReadInOrderGivesEachFileAsItIsWhenRead) {
+    // A replay reads 0001.jpg, 0002.jpg, ...; the files after the one read
+    // may already be decoded ahead. Each read must still give the file as it
+    // is at that moment: 0004.jpg is rewritten, 0005.jpg removed meanwhile.
+    auto name = [](int i) { return "run/" + std::to_string(1000 + i).substr(1) + ".jpg"; };
+    ASSERT_EQ(0, ::mkdir(folder.File("run").c_str(), 0755));
+    for (int i = 1; i <= 6; ++i)
+        ASSERT_EQ(S_OK, Write(name(i), MakeImage(96, 64, 24, [i](int32_t x, int32_t y) { return uint8_t(x * i + y); }).Get(), 90));
+    // Read backwards first, which reads nothing ahead.
+    std::vector<ImageBytes> expected(7);
+    for (int i = 6; i >= 1; --i) expected[size_t(i)] = BytesOf(Read(name(i)).Get());
+
+    SmartPtr<ILUMImageDIB> replacement = MakeImage(96, 64, 24, [](int32_t x, int32_t y) { return uint8_t(255 - x - y); });
+    ASSERT_EQ(S_OK, Write("replacement.jpg", replacement.Get(), 90));
+    const ImageBytes replaced = BytesOf(Read("replacement.jpg").Get());
+
+    for (int i = 1; i <= 3; ++i) EXPECT_EQ(0, MaxDifference(expected[size_t(i)], BytesOf(Read(name(i)).Get()))) << i;
+    usleep(300000);  // time enough to decode 0004 and 0005 ahead
+    ASSERT_EQ(0, std::rename(folder.File("replacement.jpg").c_str(), folder.File(name(4)).c_str()));
+    ASSERT_EQ(0, std::remove(folder.File(name(5)).c_str()));
+    EXPECT_EQ(0, MaxDifference(replaced, BytesOf(Read(name(4)).Get())));
+    HRESULT hr = S_OK;
+    EXPECT_FALSE(Read(name(5), &hr));
+    EXPECT_EQ(E_FAIL, hr);
+    EXPECT_EQ(0, MaxDifference(expected[6], BytesOf(Read(name(6)).Get())));
 }
 
 // --- LUMFileEx --------------------------------------------------------------

@@ -15,8 +15,9 @@ lum_add_test(image_concurrency_test
   LIBS lum_image_test_support
   LABELS concurrent)
 
-# JPEG in bands: the codec itself, and the pool of coding threads.
+# JPEG in bands: the codec itself, the pool of coding threads, and the
+# read-ahead of numbered files.
 lum_add_test(image_jpeg_bands_test
-  SOURCES image/JpegBandsTests.cpp image/WorkerPoolTests.cpp
-  LIBS lum_jpeg_codec lum_image_pixels
+  SOURCES image/JpegBandsTests.cpp image/WorkerPoolTests.cpp image/ReadAheadTests.cpp
+  LIBS lum_image_files lum_image_pixels
   LABELS concurrent)
