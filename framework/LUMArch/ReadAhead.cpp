@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <new>
 #include <system_error>
 
 #include "framework/LUMArch/ImageCodec.h"
+#include "framework/LUMArch/WorkerPool.h"
 
 namespace {
 
@@ -96,6 +98,9 @@ HRESULT HandOver(const uint8_t* rows, int32_t width, int32_t height, int32_t bit
 }  // namespace
 
 ReadAhead& ReadAhead::Shared() {
+    // The coding pool is made first, so that it ends after the threads
+    // below, which use it for a banded file met within a run.
+    WorkerPool::Shared();
     static ReadAhead ahead = [] {
         const int cores = static_cast<int>(std::thread::hardware_concurrency());
         return cores >= 2 ? ReadAhead(cores, cores) : ReadAhead(0, 0);
@@ -103,7 +108,9 @@ ReadAhead& ReadAhead::Shared() {
     return ahead;
 }
 
-ReadAhead::ReadAhead(int threads, int depth) : m_ThreadCount(std::max(0, threads)), m_Depth(std::max(0, depth)) {}
+ReadAhead::ReadAhead(int threads, int depth) : m_ThreadCount(std::max(0, threads)), m_Depth(std::max(0, depth)) {
+    m_Spare.reserve(static_cast<size_t>(m_Depth));  // so that keeping an entry never allocates
+}
 
 ReadAhead::~ReadAhead() {
     {
@@ -156,15 +163,24 @@ bool ReadAhead::Serve(const std::string& path, const uint8_t* bytes, size_t size
 
 void ReadAhead::Follow(const std::string& path, bool sequential) {
     std::lock_guard<std::mutex> hold(m_Mutex);
-    const bool continues = std::any_of(m_Recent.begin(), m_Recent.end(),
-                                       [&path](const std::string& recent) { return NextNumberedName(recent) == path; });
-    m_Recent.push_back(path);
-    if (m_Recent.size() > kRecentPaths) m_Recent.pop_front();
+    bool continues = false;
+    try {
+        continues = std::any_of(m_Recent.begin(), m_Recent.end(),
+                                [&path](const std::string& recent) { return NextNumberedName(recent) == path; });
+        m_Recent.push_back(path);
+        if (m_Recent.size() > kRecentPaths) m_Recent.pop_front();
+    } catch (const std::bad_alloc&) {
+        return;
+    }
     if (!continues || !sequential || m_ThreadCount == 0 || m_Stopping) return;
-    std::string next = path;
-    for (int i = 0; i < m_Depth; ++i) {
-        next = NextNumberedName(next);
-        Schedule(next);
+    try {
+        std::string next = path;
+        for (int i = 0; i < m_Depth; ++i) {
+            next = NextNumberedName(next);
+            Schedule(next);
+        }
+    } catch (const std::bad_alloc&) {
+        // Short of memory: fewer files, or none, are decoded ahead.
     }
     Trim();
 }
