@@ -70,11 +70,11 @@ bool ReadFileBytes(const std::string& path, JpegBlock& bytes) {
     return ok;
 }
 
-HRESULT DecodeImageBytes(const uint8_t* data, size_t size, ImageTarget& target, bool& sequential) {
+HRESULT DecodeImageBytes(const uint8_t* data, size_t size, ImageTarget& target, bool inBands, bool& sequential) {
     sequential = false;
     switch (SniffFormat(data, size)) {
         case ImageFormat::Jpeg: {
-            const HRESULT hr = DecodeJpegBands(data, size, target);
+            const HRESULT hr = inBands ? DecodeJpegBands(data, size, target) : S_FALSE;
             if (hr != S_FALSE) return hr;
             sequential = true;
             return DecodeJpegPlain(data, size, target);
@@ -119,7 +119,7 @@ HRESULT ReadImageFile(const std::string& path, ImageTarget& target, ReadAhead& a
         WatchedTarget watched(target);
         bool sequential = false;
         if (!ahead.Serve(path, bytes->data, bytes->size, watched, hr, sequential))
-            hr = DecodeImageBytes(bytes->data, bytes->size, watched, sequential);
+            hr = DecodeImageBytes(bytes->data, bytes->size, watched, true, sequential);
         if (hr >= 0 && watched.PixelsWanted()) ahead.Follow(path, sequential);
     }
     if (bytes->capacity <= kLargestKeptFile) FileBuffers().Give(std::move(bytes));

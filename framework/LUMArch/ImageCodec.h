@@ -31,10 +31,12 @@ HRESULT ReadImageFile(const std::string& path, ImageTarget& target, ReadAhead& a
 /// when it cannot be opened, is not a regular file or is too large.
 bool ReadFileBytes(const std::string& path, JpegBlock& bytes);
 
-/// Decodes file bytes by content. `sequential` tells whether they decoded
-/// on the calling thread alone (a JPEG not laid out in bands, a PNG), so
-/// that decoding the next file ahead would use another core.
-HRESULT DecodeImageBytes(const uint8_t* data, size_t size, ImageTarget& target, bool& sequential);
+/// Decodes file bytes by content; a JPEG laid out in bands is decoded on
+/// every core when `inBands`, else on the calling thread (same pixels).
+/// `sequential` tells whether the file decoded on one thread (any JPEG
+/// but a banded one decoded in bands, a PNG), so that decoding the next
+/// file ahead would use another core.
+HRESULT DecodeImageBytes(const uint8_t* data, size_t size, ImageTarget& target, bool inBands, bool& sequential);
 
 /// Writes `image` to `path` (replacing it) in `format`; `quality` 1-100 is
 /// used by JPEG. E_FAIL when the file cannot be created or written; a file

@@ -4,10 +4,8 @@
 #include <cctype>
 #include <cstring>
 #include <new>
-#include <system_error>
 
 #include "framework/LUMArch/ImageCodec.h"
-#include "framework/LUMArch/WorkerPool.h"
 
 namespace {
 
@@ -16,6 +14,8 @@ namespace {
 constexpr int64_t kMostPixelBytes = int64_t(64) << 20;
 // Paths read last that a new read may continue.
 constexpr size_t kRecentPaths = 8;
+// The process's threads end after this long without a file to decode.
+constexpr std::chrono::milliseconds kIdle{1000};
 
 }  // namespace
 
@@ -98,17 +98,15 @@ HRESULT HandOver(const uint8_t* rows, int32_t width, int32_t height, int32_t bit
 }  // namespace
 
 ReadAhead& ReadAhead::Shared() {
-    // The coding pool is made first, so that it ends after the threads
-    // below, which use it for a banded file met within a run.
-    WorkerPool::Shared();
     static ReadAhead ahead = [] {
         const int cores = static_cast<int>(std::thread::hardware_concurrency());
-        return cores >= 2 ? ReadAhead(cores, cores) : ReadAhead(0, 0);
+        return cores >= 2 ? ReadAhead(cores, cores, kIdle) : ReadAhead(0, 0, kIdle);
     }();
     return ahead;
 }
 
-ReadAhead::ReadAhead(int threads, int depth) : m_ThreadCount(std::max(0, threads)), m_Depth(std::max(0, depth)) {
+ReadAhead::ReadAhead(int threads, int depth, std::chrono::milliseconds idle)
+    : m_ThreadCount(std::max(0, threads)), m_Depth(std::max(0, depth)), m_Idle(idle) {
     m_Spare.reserve(static_cast<size_t>(m_Depth));  // so that keeping an entry never allocates
 }
 
@@ -118,7 +116,7 @@ ReadAhead::~ReadAhead() {
         m_Stopping = true;
     }
     m_Wake.notify_all();
-    for (std::thread& thread : m_Threads) thread.join();
+    for (const std::unique_ptr<Worker>& worker : m_Workers) worker->thread.join();
 }
 
 bool ReadAhead::Serve(const std::string& path, const uint8_t* bytes, size_t size, ImageTarget& target,
@@ -190,6 +188,12 @@ uint64_t ReadAhead::Served() const {
     return m_Served;
 }
 
+int ReadAhead::Threads() const {
+    std::lock_guard<std::mutex> hold(m_Mutex);
+    return static_cast<int>(std::count_if(m_Workers.begin(), m_Workers.end(),
+                                          [](const std::unique_ptr<Worker>& w) { return !w->ended; }));
+}
+
 size_t ReadAhead::Held() const {
     std::lock_guard<std::mutex> hold(m_Mutex);
     return m_Entries.size();
@@ -198,7 +202,9 @@ size_t ReadAhead::Held() const {
 void ReadAhead::Settle() {
     std::unique_lock<std::mutex> lock(m_Mutex);
     m_Decoded.wait(lock, [this] {
-        return m_Threads.empty() || std::none_of(m_Entries.begin(), m_Entries.end(), [](const std::unique_ptr<Entry>& e) {
+        const bool threadless = std::all_of(m_Workers.begin(), m_Workers.end(),
+                                            [](const std::unique_ptr<Worker>& w) { return w->ended; });
+        return threadless || std::none_of(m_Entries.begin(), m_Entries.end(), [](const std::unique_ptr<Entry>& e) {
                    return e->state != Entry::State::Decoded;
                });
     });
@@ -239,27 +245,39 @@ void ReadAhead::Recycle(std::unique_ptr<Entry> entry) {
 }
 
 void ReadAhead::StartThreads() {
-    if (m_Started) return;
-    m_Started = true;
+    for (auto it = m_Workers.begin(); it != m_Workers.end();) {
+        if (!(*it)->ended) {
+            ++it;
+            continue;
+        }
+        // It has set `ended` and only leaves Work, which takes no lock.
+        (*it)->thread.join();
+        it = m_Workers.erase(it);
+    }
     try {
-        for (int i = 0; i < m_ThreadCount; ++i) m_Threads.emplace_back([this] { Work(); });
-    } catch (const std::system_error&) {
+        while (static_cast<int>(m_Workers.size()) < m_ThreadCount) {
+            auto worker = std::make_unique<Worker>();
+            Worker& self = *worker;
+            worker->thread = std::thread([this, &self] { Work(self); });
+            m_Workers.push_back(std::move(worker));
+        }
+    } catch (const std::exception&) {
         // Fewer threads, or none: entries nobody begins are decoded by their
         // readers, as if nothing had been read ahead.
     }
 }
 
-void ReadAhead::Work() {
+void ReadAhead::Work(Worker& self) {
     std::unique_lock<std::mutex> lock(m_Mutex);
     for (;;) {
         auto queued = m_Entries.end();
-        m_Wake.wait(lock, [&] {
+        const bool woken = m_Wake.wait_for(lock, m_Idle, [&] {
             queued = std::find_if(m_Entries.begin(), m_Entries.end(), [](const std::unique_ptr<Entry>& e) {
                 return e->state == Entry::State::Queued;
             });
             return m_Stopping || queued != m_Entries.end();
         });
-        if (m_Stopping) return;
+        if (m_Stopping || !woken) break;
         Entry* entry = queued->get();
         entry->state = Entry::State::Decoding;
         lock.unlock();
@@ -268,6 +286,7 @@ void ReadAhead::Work() {
         entry->state = Entry::State::Decoded;
         m_Decoded.notify_all();
     }
+    self.ended = true;
 }
 
 void ReadAhead::Decode(Entry& entry) {
@@ -278,7 +297,9 @@ void ReadAhead::Decode(Entry& entry) {
         return;
     }
     EntryTarget target(entry.pixels, entry.width, entry.height, entry.bits);
-    entry.result = DecodeImageBytes(entry.bytes.data, entry.bytes.size, target, entry.sequential);
+    // On this thread only, even for a banded file met within the run: its
+    // pixels are the same either way, and the coding pool stays free.
+    entry.result = DecodeImageBytes(entry.bytes.data, entry.bytes.size, target, false, entry.sequential);
     // A decoder that succeeded without asking for pixels gave nothing to use.
     if (entry.result >= 0 && entry.width == 0) entry.result = E_FAIL;
 }

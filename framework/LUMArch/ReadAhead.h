@@ -10,6 +10,7 @@
 // replay does not follow costs processor time only.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -32,13 +33,14 @@ std::string NextNumberedName(const std::string& path);
 /// Decodes image files ahead of a sequential reader. Thread-safe.
 class ReadAhead {
 public:
-    /// The process's read-ahead: one thread per core, started when a
-    /// numbered run is first seen, on machines with at least two cores;
-    /// stopped and joined when the process ends.
+    /// The process's read-ahead, on machines with at least two cores: one
+    /// thread per core while a numbered run is read, ending after a second
+    /// without work; those still running are joined when the process ends.
     static ReadAhead& Shared();
-    /// Decodes on `threads` threads (none: reads ahead nothing), at most
-    /// `depth` files past the one read last.
-    ReadAhead(int threads, int depth);
+    /// Decodes on up to `threads` threads (none: reads ahead nothing), at
+    /// most `depth` files past the one read last. A thread ends after `idle`
+    /// without work; the next file to decode starts it again.
+    ReadAhead(int threads, int depth, std::chrono::milliseconds idle);
     ~ReadAhead();
     ReadAhead(const ReadAhead&) = delete;
     ReadAhead& operator=(const ReadAhead&) = delete;
@@ -63,11 +65,17 @@ public:
     size_t Held() const;
     /// Waits until no file is queued or being decoded (for tests).
     void Settle();
+    /// Threads running (for tests).
+    int Threads() const;
 
 private:
     struct Entry;
+    struct Worker {
+        std::thread thread;
+        bool ended = false;  // Work has returned or is about to (lock held)
+    };
 
-    void Work();
+    void Work(Worker& self);
     /// Decodes one entry's file (no lock held).
     static void Decode(Entry& entry);
     /// Schedules `path` unless it is held already (lock held).
@@ -77,16 +85,18 @@ private:
     void Trim();
     /// Keeps a finished entry's buffers for a later one (lock held).
     void Recycle(std::unique_ptr<Entry> entry);
+    /// Joins the threads that ended and starts new ones up to the thread
+    /// count (lock held).
     void StartThreads();
 
     const int m_ThreadCount;
     const int m_Depth;
+    const std::chrono::milliseconds m_Idle;
     mutable std::mutex m_Mutex;
     std::condition_variable m_Wake;     // an entry was queued, or stop
     std::condition_variable m_Decoded;  // an entry's decoding ended
     bool m_Stopping = false;
-    bool m_Started = false;
-    std::vector<std::thread> m_Threads;
+    std::vector<std::unique_ptr<Worker>> m_Workers;
     std::deque<std::unique_ptr<Entry>> m_Entries;  // oldest first
     std::vector<std::unique_ptr<Entry>> m_Spare;   // kept for their buffers
     std::deque<std::string> m_Recent;               // paths read last, newest last

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -19,6 +20,11 @@
 #include "tests/image/CodecTestSupport.h"
 
 namespace {
+
+using namespace std::chrono_literals;
+
+// Threads of the read-ahead under test end after this long without work.
+constexpr std::chrono::milliseconds kIdle = 10s;
 
 TEST(NextNumberedName, CountsUpTheFileNamesLastNumberKeepingItsWidth) {
     EXPECT_EQ("/d/0002.jpg", NextNumberedName("/d/0001.jpg"));
@@ -87,7 +93,7 @@ protected:
 };
 
 TEST_F(ReadAheadTest, RunReadInOrderIsServedAheadWithThePixelsOfAPlainDecode) {
-    ReadAhead ahead(2, 2);
+    ReadAhead ahead(2, 2, kIdle);
     for (int i = 1; i <= kFiles; ++i) {
         EXPECT_EQ(Plain(Name(i)), Read(Name(i), ahead)) << i;
         ahead.Settle();
@@ -100,7 +106,7 @@ TEST_F(ReadAheadTest, RunReadInOrderIsServedAheadWithThePixelsOfAPlainDecode) {
 }
 
 TEST_F(ReadAheadTest, FilesChangedOrRemovedAfterTheyWereDecodedAheadAreReadAsTheyAreNow) {
-    ReadAhead ahead(2, 2);
+    ReadAhead ahead(2, 2, kIdle);
     const std::vector<uint8_t> before = Plain(Name(3));
     Read(Name(1), ahead);
     Read(Name(2), ahead);
@@ -130,27 +136,27 @@ TEST_F(ReadAheadTest, FilesChangedOrRemovedAfterTheyWereDecodedAheadAreReadAsThe
 }
 
 TEST_F(ReadAheadTest, SizesOnlyReadsOutOfOrderAndOneThreadMachinesDecodeNothingAhead) {
-    ReadAhead sizes(2, 2);
+    ReadAhead sizes(2, 2, kIdle);
     for (int i = 1; i <= kFiles; ++i) {
         SizeOnly size;
         EXPECT_EQ(S_OK, ReadImageFile(Name(i), size, sizes));
     }
     EXPECT_EQ(0u, sizes.Held());
 
-    ReadAhead backwards(2, 2);
+    ReadAhead backwards(2, 2, kIdle);
     for (int i = kFiles; i >= 1; --i) EXPECT_EQ(Plain(Name(i)), Read(Name(i), backwards));
     EXPECT_EQ(0u, backwards.Held());
 
-    ReadAhead skipping(2, 2);
+    ReadAhead skipping(2, 2, kIdle);
     for (int i = 1; i <= kFiles; i += 2) Read(Name(i), skipping);
     EXPECT_EQ(0u, skipping.Held());
 
-    ReadAhead none(0, 0);
+    ReadAhead none(0, 0, kIdle);
     for (int i = 1; i <= kFiles; ++i) EXPECT_EQ(Plain(Name(i)), Read(Name(i), none));
     EXPECT_EQ(0u, none.Held());
 }
 
-TEST_F(ReadAheadTest, RunOfBandedFilesIsNotReadAhead) {
+TEST_F(ReadAheadTest, RunOfBandedFilesIsNotReadAheadButABandedFileWithinARunIs) {
     if (JpegBandThreads() < 2) GTEST_SKIP() << "one core: nothing is banded";
     const std::vector<uint8_t> pixels = Pattern(800, 600, 1, 5);
     const ImageView view{pixels.data(), 800, 600, 8, 800};
@@ -159,15 +165,25 @@ TEST_F(ReadAheadTest, RunOfBandedFilesIsNotReadAhead) {
     const std::string bytes(reinterpret_cast<const char*>(banded.data), banded.size);
     for (int i = 1; i <= 3; ++i) WriteAll(Name(i), bytes);
 
-    ReadAhead ahead(2, 2);
+    ReadAhead ahead(2, 2, kIdle);
     for (int i = 1; i <= 3; ++i) EXPECT_EQ(Plain(Name(i)), Read(Name(i), ahead));
     EXPECT_EQ(0u, ahead.Held());
+
+    // Met within a run of one-thread files, a banded file is decoded ahead
+    // like the others, on one thread, to the same pixels.
+    WriteAll(Name(6), bytes);
+    ReadAhead mixed(2, 2, kIdle);
+    for (int i = 4; i <= 7; ++i) {
+        EXPECT_EQ(Plain(Name(i)), Read(Name(i), mixed)) << i;
+        mixed.Settle();
+    }
+    EXPECT_EQ(2u, mixed.Served());
 }
 
 TEST_F(ReadAheadTest, ReadersOnSeveralThreadsEachGetTheirFilesPixels) {
     std::vector<std::vector<uint8_t>> plain;
     for (int i = 1; i <= kFiles; ++i) plain.push_back(Plain(Name(i)));
-    ReadAhead ahead(2, 2);
+    ReadAhead ahead(2, 2, kIdle);
     std::vector<std::thread> readers;
     std::vector<int> wrong(3, 0);
     for (int r = 0; r < 3; ++r)
@@ -182,9 +198,25 @@ TEST_F(ReadAheadTest, ReadersOnSeveralThreadsEachGetTheirFilesPixels) {
     EXPECT_EQ(std::vector<int>(3, 0), wrong);
 }
 
+TEST_F(ReadAheadTest, ThreadsEndWhenIdleAndComeBackForTheNextFiles) {
+    ReadAhead ahead(2, 2, 20ms);
+    EXPECT_EQ(0, ahead.Threads());
+    for (int i = 1; i <= 3; ++i) EXPECT_EQ(Plain(Name(i)), Read(Name(i), ahead));
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    while (ahead.Threads() > 0 && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(5ms);
+    ASSERT_EQ(0, ahead.Threads());
+    const uint64_t before = ahead.Served();
+    for (int i = 4; i <= kFiles; ++i) {
+        EXPECT_EQ(Plain(Name(i)), Read(Name(i), ahead));
+        ahead.Settle();
+    }
+    // Files 5 and later came from threads started again for them.
+    EXPECT_GE(ahead.Served(), before + 3);
+}
+
 TEST_F(ReadAheadTest, EndsWhileFilesAreBeingDecodedAhead) {
     for (int round = 0; round < 5; ++round) {
-        ReadAhead ahead(2, 2);
+        ReadAhead ahead(2, 2, kIdle);
         EXPECT_EQ(Plain(Name(1)), Read(Name(1), ahead));
         EXPECT_EQ(Plain(Name(2)), Read(Name(2), ahead));
         EXPECT_EQ(2u, ahead.Held());
