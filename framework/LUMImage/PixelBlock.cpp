@@ -15,6 +15,10 @@ namespace {
 constexpr uintptr_t kSmallPage = 4096;
 // Blocks from this size on are populated in one call.
 constexpr size_t kPopulatedFrom = size_t(256) << 10;
+// Blank blocks above this size (larger than any camera's frame) are left to
+// the kernel's zero pages: an image declared huge, by a damaged file's
+// header say, then costs only the pages that are written.
+constexpr size_t kLargestPrepared = size_t(64) << 20;
 
 bool HugePagesWanted() {
     static const bool wanted = [] {
@@ -44,6 +48,16 @@ void Populate(void* block, size_t bytes) {
 }  // namespace
 
 void* Allocate(size_t bytes, bool zeroed) {
+    if (zeroed && bytes > kLargestPrepared) {
+        // Fresh mapped memory, which calloc does not clear again.
+        void* block = std::calloc(bytes, 1);
+        if (block && HugePagesWanted()) {
+            const uintptr_t first = (reinterpret_cast<uintptr_t>(block) + kHugePage - 1) & ~(kHugePage - 1);
+            const uintptr_t end = (reinterpret_cast<uintptr_t>(block) + bytes) & ~(kHugePage - 1);
+            if (end > first) madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+        }
+        return block;
+    }
     if (bytes < kHugePage || !HugePagesWanted()) {
         void* block = zeroed ? std::calloc(bytes, 1) : std::malloc(bytes);
         if (block && bytes >= kPopulatedFrom) Populate(block, bytes);

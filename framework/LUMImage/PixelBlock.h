@@ -4,6 +4,8 @@
 // which is most of the cost of copying a frame into a fresh image. Smaller
 // blocks come from malloc/calloc as any buffer; those of 256 KiB and more
 // have their pages mapped in one call rather than a fault for each page.
+// Blank blocks above 64 MiB, larger than any frame, take their pages only
+// as they are written.
 //
 // LUM_IMAGE_HUGE_PAGES=0 in the environment turns the huge-page request off
 // (blocks are then plain malloc memory of the exact size).

@@ -15,9 +15,10 @@ lum_add_test(image_concurrency_test
   LIBS lum_image_test_support
   LABELS concurrent)
 
-# JPEG in bands: the codec itself, the pool of coding threads, and the
-# read-ahead of numbered files.
+# JPEG in bands: the codec itself, the pool of coding threads, the
+# read-ahead of numbered files, and the memory of pixel blocks.
 lum_add_test(image_jpeg_bands_test
   SOURCES image/JpegBandsTests.cpp image/WorkerPoolTests.cpp image/ReadAheadTests.cpp
+          image/PixelBlockTests.cpp
   LIBS lum_image_files lum_image_pixels
   LABELS concurrent)
