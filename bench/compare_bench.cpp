@@ -15,7 +15,9 @@
 //       T: camcorder (its playback), player (the file player), decode (one-thread libjpeg-turbo loop)
 //   compare_bench psnr      --bits 8|24 --input RAW --size WxH --frames K --folder DIR [--start S]
 //                           [--reference DIR --reference-start S]
-//   compare_bench overhead  --frames N --steps M
+//   compare_bench overhead  --frames N --steps M [--repeats R] [--turns T]
+//       firing: T turns (default 25) of M playback steps per sink count; the
+//       fastest turn of each count counts
 //   compare_bench lastindex --folder DIR --files F --repeats R
 //
 // Run from the output folder (the modules load as "./Name.so").
@@ -759,6 +761,7 @@ int Overhead(Args& options) {
     const int count = options.Integer("frames", 200000, 1000, 100000000);
     const int steps = options.Integer("steps", 50000, 1000, 100000000);
     const int repeats = options.Integer("repeats", 3, 1, 100);
+    const int turns = options.Integer("turns", 25, 1, 1000);
     if (!options.Error().empty()) Fail("overhead: bad options");
     FrameworkHost host;
     StartHost(host);
@@ -818,7 +821,6 @@ int Overhead(Args& options) {
         players.push_back(camcorder);
     }
     double stepNs[4] = {1e300, 1e300, 1e300, 1e300};
-    const int turns = std::max(repeats, 7);
     for (int r = 0; r < turns; ++r) {
         for (int c = 0; c < 4; ++c) {
             ILUMCamcorder* camcorder = players[static_cast<size_t>(c)].Get();
