@@ -703,8 +703,8 @@ class Compare:
                      "< 2 µs |" % (o["us_per_frame_options0"], "{:,.0f}".format(1e6 / o["us_per_frame_options0"])))
         lines.append("| per frame, through the save thread (RecordOptions 1) | %.3f µs (%s frames/s) | < 2 µs |"
                      % (o["us_per_frame_options1"], "{:,.0f}".format(1e6 / o["us_per_frame_options1"])))
-        lines.append("| playback step with 0 sinks (reference; least disturbed of 7 turns, as the steps below) | %.0f ns | |"
-                     % o["step_ns_0"])
+        lines.append("| playback step with 0 sinks (reference; least disturbed of %d turns, as the steps below) | %.0f ns | |"
+                     % (o.get("turns", 7), o["step_ns_0"]))
         for n in (1, 8, 64):
             lines.append("| firing ImageGrabbed, %d sink%s | %.1f ns per sink (step %.0f ns) | < 100 ns |"
                          % (n, "s" if n > 1 else "", o["ns_per_sink_%d" % n], o["step_ns_%d" % n]))

@@ -838,9 +838,9 @@ int Overhead(Args& options) {
     players.clear();
     NullArchive::image = nullptr;
     std::printf("{\"frames\": %d, \"us_per_frame_options0\": %.4f, \"us_per_frame_options1\": %.4f, "
-                "\"steps\": %d, \"step_ns_0\": %.2f, \"step_ns_1\": %.2f, \"step_ns_8\": %.2f, \"step_ns_64\": %.2f, "
+                "\"steps\": %d, \"turns\": %d, \"step_ns_0\": %.2f, \"step_ns_1\": %.2f, \"step_ns_8\": %.2f, \"step_ns_64\": %.2f, "
                 "\"ns_per_sink_1\": %.2f, \"ns_per_sink_8\": %.2f, \"ns_per_sink_64\": %.2f}\n",
-                count, perFrame[0], perFrame[1], steps, stepNs[0], stepNs[1], stepNs[2], stepNs[3],
+                count, perFrame[0], perFrame[1], steps, turns, stepNs[0], stepNs[1], stepNs[2], stepNs[3],
                 (stepNs[1] - stepNs[0]) / 1, (stepNs[2] - stepNs[0]) / 8, (stepNs[3] - stepNs[0]) / 64);
     lum.Reset();
     image.Reset();
