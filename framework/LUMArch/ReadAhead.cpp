@@ -6,6 +6,7 @@
 #include <new>
 
 #include "framework/LUMArch/ImageCodec.h"
+#include "framework/LUMImage/Pixels.h"
 
 namespace {
 
@@ -63,8 +64,8 @@ public:
         : m_Pixels(pixels), m_Width(width), m_Height(height), m_Bits(bits) {}
 
     HRESULT Allocate(int32_t width, int32_t height, int32_t bits, uint8_t** pixels, int32_t* stride) override {
-        if (width <= 0 || height <= 0 || (bits != 8 && bits != 24 && bits != 32)) return E_FAIL;
-        const int64_t row = int64_t(width) * (bits / 8);
+        if (width <= 0 || height <= 0 || !CPixels::ValidBits(bits)) return E_FAIL;
+        const int64_t row = CPixels::RowBytes(width, bits);
         if (row * height > kMostPixelBytes) return E_FAIL;
         if (!m_Pixels.Reserve(static_cast<size_t>(row * height))) return E_FAIL;
         m_Pixels.size = static_cast<size_t>(row * height);
@@ -90,7 +91,7 @@ HRESULT HandOver(const uint8_t* rows, int32_t width, int32_t height, int32_t bit
     const HRESULT hr = target.Allocate(width, height, bits, &pixels, &stride);
     if (hr < 0) return hr;
     if (hr == S_FALSE) return S_OK;  // the size was all the reader wanted
-    const size_t row = static_cast<size_t>(width) * static_cast<size_t>(bits / 8);
+    const size_t row = static_cast<size_t>(CPixels::RowBytes(width, bits));
     for (int32_t y = 0; y < height; ++y) std::memcpy(pixels + int64_t(stride) * y, rows + row * size_t(y), row);
     return S_OK;
 }
