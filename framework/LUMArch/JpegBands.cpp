@@ -268,18 +268,24 @@ HRESULT DecodeJpegBands(const uint8_t* data, size_t size, ImageTarget& target) {
 
     // The pieces between restart markers, in order: one per interval. Coded
     // data holds 0xFF only before a stuffed zero, a fill byte or a marker,
-    // so the search jumps from one 0xFF to the next.
+    // so the search jumps from one 0xFF to the next. Only cleanly coded data
+    // is decoded in bands: fill bytes or stray markers between the restart
+    // markers are damage that the library's decoder makes good in ways that
+    // depend on how much input it holds at once, so such a file is decoded
+    // whole, to the pixels it has always given.
     std::vector<JpegChunk> pieces;
     pieces.reserve(static_cast<size_t>(intervals));
     const uint8_t* start = parts.data;
     const uint8_t* const end = parts.data + parts.dataBytes;
+    if (parts.dataBytes && end[-1] == 0xFF) return S_FALSE;
     for (const uint8_t* p = start; p + 1 < end;) {
         p = static_cast<const uint8_t*>(std::memchr(p, 0xFF, static_cast<size_t>(end - 1 - p)));
         if (!p) break;
-        if (p[1] < kRST0 || p[1] > kRST0 + 7) {
-            ++p;
+        if (p[1] == 0x00) {
+            p += 2;
             continue;
         }
+        if (p[1] < kRST0 || p[1] > kRST0 + 7) return S_FALSE;
         if (p[1] != kRST0 + pieces.size() % 8 || pieces.size() + 1 >= static_cast<size_t>(intervals)) return S_FALSE;
         pieces.push_back({start, static_cast<size_t>(p - start)});
         start = p + 2;

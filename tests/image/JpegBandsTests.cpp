@@ -142,6 +142,42 @@ TEST(JpegBandsEdges, DamagedBandedFilesFailCleanly) {
     }
 }
 
+// Fill bytes inside the coded data, or before a restart marker, are damage
+// that the library makes good in ways that depend on how much input it
+// holds at once: such files are decoded whole, so that every decoding of a
+// file gives the pixels of the one-thread decoder.
+TEST(JpegBandsEdges, FillBytesInTheCodedDataAreDecodedWhole) {
+    if (JpegBandThreads() < 2) GTEST_SKIP() << "one core: nothing is banded";
+    const std::vector<uint8_t> source = Pattern(1024, 768, 3, 6);
+    JpegBlock banded;
+    ASSERT_EQ(S_OK, EncodeJpegBands({source.data(), 1024, 768, 24, 1024 * 3}, 100, banded));
+    const std::vector<uint8_t> file = Bytes(banded);
+    Decoded clean;
+    ASSERT_EQ(S_OK, DecodeJpegBands(file.data(), file.size(), clean));
+
+    // Stuffed 0xFF bytes spread over the coded data, and the second restart
+    // marker, each in turn get fill bytes before them.
+    std::vector<size_t> stuffed, places;
+    for (size_t i = 0; i + 1 < file.size(); ++i) {
+        if (file[i] != 0xFF) continue;
+        if (file[i + 1] == 0x00) stuffed.push_back(i);
+        if (file[i + 1] == 0xD1) places.push_back(i);
+    }
+    ASSERT_EQ(1u, places.size());
+    ASSERT_GT(stuffed.size(), 100u);
+    for (size_t k = 1; k <= 24; ++k) places.push_back(stuffed[stuffed.size() * k / 25]);
+    for (size_t at : places) {
+        std::vector<uint8_t> filled = file;
+        filled.insert(filled.begin() + static_cast<std::ptrdiff_t>(at), {0xFF, 0xFF, 0xFF});
+        Decoded inBands, whole, viaDefault;
+        EXPECT_EQ(S_FALSE, DecodeJpegBands(filled.data(), filled.size(), inBands)) << "fill at " << at;
+        EXPECT_EQ(0, inBands.width) << "the target was not asked";
+        const HRESULT plainHr = DecodeJpegPlain(filled.data(), filled.size(), whole);
+        ASSERT_EQ(plainHr, DecodeJpeg(filled.data(), filled.size(), viaDefault)) << "fill at " << at;
+        EXPECT_TRUE(viaDefault.pixels == whole.pixels) << "fill at " << at;
+    }
+}
+
 TEST(JpegBandsEdges, SeveralWritersAtOnceShareThePool) {
     if (JpegBandThreads() < 2) GTEST_SKIP() << "one core: nothing is banded";
     const std::vector<uint8_t> source = Pattern(1280, 1024, 1, 9);
