@@ -3,10 +3,12 @@
 # for coverage), writes their seed files with the project's own writers and
 # runs every target (or the ones named) for a while.
 #
-#   bash scripts/fuzz.sh [--seconds N] [--runs N] [--build DIR] [--jobs N] [TARGET...]
+#   bash scripts/fuzz.sh [--seconds N] [--runs N] [--seed N] [--build DIR] [--jobs N] [TARGET...]
 #
 #   --seconds N  time per target (default 60; LUM_FUZZ_SECONDS)
 #   --runs N     stop a target after N inputs as well (default: no limit)
+#   --seed N     seed of the mutations, so that a run can be repeated
+#                (default: a new one each run; LUM_FUZZ_SEED)
 #   --build DIR  build folder (default build/fuzz; LUM_FUZZ_BUILD)
 #   --jobs N     build jobs (default: the number of cores; LUM_FUZZ_JOBS)
 #   TARGET       fuzz_refstring, fuzz_jpeg_decoder, ... (default: all)
@@ -15,12 +17,15 @@
 # run to run), its log in DIR/fuzz/logs/TARGET.log, and any input that
 # crashes, hangs (over 10 s), leaks or runs out of memory (2 GB) in
 # DIR/fuzz/artifacts/TARGET/. Exits non-zero when any target found one.
+# Inputs that once found a fault are kept in tests/fuzz/inputs/TARGET/ and
+# tried again by every run.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
 
 seconds=${LUM_FUZZ_SECONDS:-60}
 runs=""
+seed=${LUM_FUZZ_SEED:-}
 build=${LUM_FUZZ_BUILD:-build/fuzz}
 jobs=${LUM_FUZZ_JOBS:-$(nproc)}
 targets=()
@@ -28,9 +33,10 @@ while [ $# -gt 0 ]; do
   case "$1" in
     --seconds) seconds=$2; shift 2 ;;
     --runs) runs=$2; shift 2 ;;
+    --seed) seed=$2; shift 2 ;;
     --build) build=$2; shift 2 ;;
     --jobs) jobs=$2; shift 2 ;;
-    -h|--help) sed -n '2,17p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
+    -h|--help) sed -n '2,21p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
     -*) echo "fuzz.sh: unknown option $1" >&2; exit 2 ;;
     *) targets+=("$1"); shift ;;
   esac
@@ -71,7 +77,8 @@ bin="$build/bin"
 work="$build/fuzz"
 mkdir -p "$work/corpus" "$work/artifacts" "$work/logs"
 
-# ---- seeds: files the kit and the module write, and the text files shipped
+# ---- seeds: files the kit and the module write, the text files shipped, and
+# the inputs kept in tests/fuzz/inputs/TARGET/
 seeds="$work/seeds"
 rm -rf "$seeds"
 "$bin/fuzz_seeds" "$seeds"
@@ -83,6 +90,12 @@ done
 cp "$seeds/fuzz_file_archive_load/"*.xml "$seeds/fuzz_xml_tagged/"
 cp "$seeds/fuzz_file_archive_load/"*.xml "$seeds/fuzz_xml_tagged_search/"
 cp "$seeds/fuzz_file_archive_load/"*.xml "$seeds/fuzz_refstring/"
+# Inputs that once found a fault, kept so that every run tries them again.
+for kept in tests/fuzz/inputs/*/; do
+  t=$(basename "$kept")
+  mkdir -p "$seeds/$t"
+  cp "$kept"* "$seeds/$t/"
+done
 printf '%s\n' '-12.5e+3x' '#FF8040' '"ab c" d' 'dir/file.ext' $'x\r\ny\n\nz' > "$seeds/fuzz_refstring/words.txt"
 printf '%s\n' '-12abc' '#ff' '3.' '1.2.3' '-0.5' '0.100000' '#FFFFFFFF' > "$seeds/fuzz_value_conversion/numbers.txt"
 
@@ -104,6 +117,7 @@ for t in "${targets[@]}"; do
   options=(-max_total_time="$seconds" -rss_limit_mb=2048 -timeout=10 -detect_leaks=1 -print_final_stats=1
            -artifact_prefix="$artifacts/")
   [ -n "$runs" ] && options+=(-runs="$runs")
+  [ -n "$seed" ] && options+=(-seed="$seed")
   status=0
   "$bin/$t" "${options[@]}" "$corpus" "$seeds/$t" >"$log" 2>&1 || status=$?
 
