@@ -284,9 +284,13 @@ TEST_F(FileGrabRelease, WatchReleasedFromTheHostWhileFilesArrive) {
         ASSERT_TRUE(grab);
         ASSERT_TRUE(WaitFor([&] { return sink->Size() >= 3; }));
         EXPECT_TRUE(FinishesWithin(10, [g = std::move(grab)]() mutable { g.Reset(); })) << "release hangs";
+        // A delivery under way when the host let go holds the grab until it
+        // returns; the grab then goes on the watch thread, giving its sinks
+        // back.
+        EXPECT_TRUE(WaitFor([&] { return RefCountOf(sink->PrimaryUnknown()) == 1u; })) << "the grab kept its sink";
         const size_t after = sink->Size();
         std::this_thread::sleep_for(50ms);
-        EXPECT_EQ(sink->Size(), after) << "files delivered after the release";
+        EXPECT_EQ(sink->Size(), after) << "files delivered after the grab went";
     }
     stopWriting.store(true);
     writer.join();

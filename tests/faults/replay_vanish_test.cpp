@@ -4,7 +4,9 @@
 // that cannot be read, and stop when asked.
 
 #include <atomic>
+#include <chrono>
 #include <fstream>
+#include <functional>
 
 #include "tests/camcorder/CamcorderHost.h"
 #include "tests/player/PlayerHost.h"
@@ -47,6 +49,26 @@ void Inflict(const fs::path& file, Damage damage) {
 }
 
 const Damage kDamages[] = {Damage::Delete, Damage::Truncate, Damage::EmptyFile, Damage::Directory};
+
+/// Waits until `count` has not changed for `still`, at most `seconds`: a
+/// step that read its file just before the files went may still deliver it.
+bool StandsStill(const std::function<size_t()>& count, std::chrono::milliseconds still, double seconds = 20) {
+    using Clock = std::chrono::steady_clock;
+    const auto deadline = Clock::now() + std::chrono::duration<double>(seconds);
+    size_t last = count();
+    auto since = Clock::now();
+    while (Clock::now() < deadline) {
+        std::this_thread::sleep_for(5ms);
+        const size_t now = count();
+        if (now != last) {
+            last = now;
+            since = Clock::now();
+        } else if (Clock::now() - since >= still) {
+            return true;
+        }
+    }
+    return false;
+}
 
 // ---- The camcorder's playback ------------------------------------------
 
@@ -133,7 +155,7 @@ TEST_F(CamcorderReplay, PlaybackWithoutLoopEndsAtADamagedFile) {
 TEST_F(CamcorderReplay, LoopingPlaybackOfAVanishedRecordingStops) {
     Start(1);
     for (int i = 1; i <= 12; ++i) fs::remove(File(i));
-    std::this_thread::sleep_for(50ms);
+    ASSERT_TRUE(StandsStill([&] { return sink->Size(); }, 200ms)) << "images delivered from deleted files";
     const size_t settled = sink->Size();
     std::this_thread::sleep_for(100ms);
     EXPECT_EQ(sink->Size(), settled);
@@ -211,7 +233,8 @@ TEST_F(PlayerReplay, LiveReplayOfAVanishedFolderStops) {
         SCOPED_TRACE("retention " + std::to_string(retention));
         Start(6, retention);
         for (const fs::path& file : files) fs::remove(file);
-        std::this_thread::sleep_for(100ms);
+        ASSERT_TRUE(StandsStill([&] { return static_cast<size_t>(sink->Size()); }, 200ms))
+            << "images delivered from deleted files";
         const int settled = sink->Size();
         std::this_thread::sleep_for(100ms);
         EXPECT_EQ(sink->Size(), settled) << "images delivered from deleted files";

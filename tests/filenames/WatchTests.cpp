@@ -122,7 +122,8 @@ TEST_P(WatchTest, StopFromInsideTheEventEndsTheWatchAfterIt) {
     ASSERT_EQ(S_OK, list->Start(0));
     CopyIn("a.png");
     ASSERT_TRUE(EventsSettleAt(1));
-    EXPECT_EQ(S_FALSE, list->IsRunning());
+    // The event is recorded before the sink's Stop runs on the watch thread.
+    EXPECT_TRUE(WaitFor([&] { return list->IsRunning() == S_FALSE; }));
     CopyIn("b.png");
     EXPECT_TRUE(EventsSettleAt(1));
     EXPECT_EQ(S_OK, list->Stop());

@@ -152,17 +152,20 @@ TEST(TestCamera, StopLiveFromInsideASinkEndsTheRunAfterThatFrame) {
     SmartPtr<ICamera> camera = MakeCamera();
     SmartPtr<RecordingSink> sink = Advised(camera.Get());
     ICamera* raw = camera.Get();
-    std::atomic<HRESULT> inside{E_FAIL};
+    std::atomic<HRESULT> inside{E_NOTIMPL};
     sink->onEvent = [&](RecordingSink&, int32_t count) {
         if (count == 3) inside = raw->StopLive();
     };
     ASSERT_EQ(S_OK, camera->Control(4, 500));
     ASSERT_EQ(S_OK, camera->Live());
-    ASSERT_TRUE(WaitFor([&] { return Parameter(camera.Get(), 10) == 0; }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    // The state turns idle inside the sink's StopLive; its result is stored
+    // only once that call has returned.
+    ASSERT_TRUE(WaitFor([&] { return inside.load() != E_NOTIMPL; }));
     EXPECT_EQ(S_OK, inside.load());
-    EXPECT_EQ(3, sink->Events());
+    EXPECT_EQ(0, Parameter(camera.Get(), 10));
     EXPECT_EQ(S_FALSE, camera->StopLive());  // joins the finished thread
+    // Counted once the run's thread is joined: no frame followed the stop.
+    EXPECT_EQ(3, sink->Events());
 }
 
 TEST(TestCamera, ReleasingTheCameraWhileLiveStopsItAndLetsGoOfTheSinks) {
