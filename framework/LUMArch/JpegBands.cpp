@@ -285,7 +285,7 @@ HRESULT DecodeJpegBands(const uint8_t* data, size_t size, ImageTarget& target) {
             p += 2;
             continue;
         }
-        if (p[1] < kRST0 || p[1] > kRST0 + 7) return S_FALSE;
+        // Anything but the next restart marker ends the banded decoding.
         if (p[1] != kRST0 + pieces.size() % 8 || pieces.size() + 1 >= static_cast<size_t>(intervals)) return S_FALSE;
         pieces.push_back({start, static_cast<size_t>(p - start)});
         start = p + 2;

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "tests/aravis/AravisTestSupport.h"
+#include "tests/support/StandsStill.h"
 
 namespace {
 
@@ -114,17 +115,9 @@ TEST_F(Streaming, StopLiveFromASinkEndsAfterThatFrame) {
     // The run ends on its own thread after that frame and closes its stream
     // there; until then the device may still find the pool empty. Wait for
     // the count to stand still, then check that it stays.
-    int32_t droppedAtStop = ParameterOf(camera.Get(), kDropped);
-    ASSERT_TRUE(WaitUntil(
-        [&] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(200));
-            const int32_t now = ParameterOf(camera.Get(), kDropped);
-            const bool still = now == droppedAtStop;
-            droppedAtStop = now;
-            return still;
-        },
-        30))
+    ASSERT_TRUE(StandsStill([&] { return ParameterOf(camera.Get(), kDropped); }, std::chrono::milliseconds(200), 30))
         << "the stopped run left the device streaming into its pool";
+    const int32_t droppedAtStop = ParameterOf(camera.Get(), kDropped);
     EXPECT_TRUE(Quiet(400));
     EXPECT_EQ(sink->Size(), 3u);
     EXPECT_EQ(ParameterOf(camera.Get(), kDropped), droppedAtStop)

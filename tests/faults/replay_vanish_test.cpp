@@ -4,12 +4,11 @@
 // that cannot be read, and stop when asked.
 
 #include <atomic>
-#include <chrono>
 #include <fstream>
-#include <functional>
 
 #include "tests/camcorder/CamcorderHost.h"
 #include "tests/player/PlayerHost.h"
+#include "tests/support/StandsStill.h"
 
 namespace {
 
@@ -49,26 +48,6 @@ void Inflict(const fs::path& file, Damage damage) {
 }
 
 const Damage kDamages[] = {Damage::Delete, Damage::Truncate, Damage::EmptyFile, Damage::Directory};
-
-/// Waits until `count` has not changed for `still`, at most `seconds`: a
-/// step that read its file just before the files went may still deliver it.
-bool StandsStill(const std::function<size_t()>& count, std::chrono::milliseconds still, double seconds = 20) {
-    using Clock = std::chrono::steady_clock;
-    const auto deadline = Clock::now() + std::chrono::duration<double>(seconds);
-    size_t last = count();
-    auto since = Clock::now();
-    while (Clock::now() < deadline) {
-        std::this_thread::sleep_for(5ms);
-        const size_t now = count();
-        if (now != last) {
-            last = now;
-            since = Clock::now();
-        } else if (Clock::now() - since >= still) {
-            return true;
-        }
-    }
-    return false;
-}
 
 // ---- The camcorder's playback ------------------------------------------
 
