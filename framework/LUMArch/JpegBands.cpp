@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -26,6 +27,11 @@ constexpr int kBandsPerThread = 4;
 // Coded bands kept for the next image, and the largest buffer kept.
 constexpr size_t kKeptBlocks = 64;
 constexpr size_t kLargestKeptBlock = size_t(64) << 20;
+
+// Restart intervals in a whole band: the markers between them are written
+// by the band's own coder, numbered from RST0 as the file's numbering goes on
+// when every whole band starts at a multiple of eight intervals.
+constexpr int kIntervalsPerBand = 8;
 
 const uint8_t kEndOfImage[2] = {0xFF, 0xD9};
 const uint8_t kRestartMarkers[8][2] = {{0xFF, 0xD0}, {0xFF, 0xD1}, {0xFF, 0xD2}, {0xFF, 0xD3},
@@ -134,6 +140,33 @@ private:
     int32_t m_Stride, m_Width, m_Height, m_Bits;
 };
 
+/// How the restart intervals of an image are cut into the pieces that the
+/// threads take one after the other: whole pieces of `perPiece` intervals
+/// first, then, for as much work as one whole piece per thread besides the
+/// first, pieces of one interval each. The short last pieces keep every
+/// thread busy while the others end their whole pieces, so that the threads
+/// end an image close together.
+class IntervalLayout {
+public:
+    IntervalLayout(int intervals, int threads, int perPiece) : m_PerPiece(perPiece) {
+        const int shortIntervals = std::min(intervals, (threads - 1) * perPiece);
+        m_WholePieces = (intervals - shortIntervals) / perPiece;
+        m_ShortPieces = intervals - m_WholePieces * perPiece;
+    }
+    int Pieces() const { return m_WholePieces + m_ShortPieces; }
+    /// The first restart interval of `piece`.
+    int FirstInterval(int piece) const {
+        return piece < m_WholePieces ? piece * m_PerPiece : m_WholePieces * m_PerPiece + piece - m_WholePieces;
+    }
+    /// The restart intervals in `piece` (the image may end inside the last).
+    int Intervals(int piece) const { return piece < m_WholePieces ? m_PerPiece : 1; }
+
+private:
+    int m_PerPiece;
+    int m_WholePieces = 0;
+    int m_ShortPieces = 0;
+};
+
 /// The buffers that coded bands are put in, grown to their size once.
 Recycler<JpegBlock>& BandBlocks() {
     static Recycler<JpegBlock> blocks(kKeptBlocks);
@@ -179,13 +212,17 @@ HRESULT EncodeJpegBands(const ImageView& image, int quality, JpegOutput& output)
     const int mcuWidth = mcuHeight;
     const int mcuRows = (image.height + mcuHeight - 1) / mcuHeight;
     const int mcusPerRow = (image.width + mcuWidth - 1) / mcuWidth;
-    const int bands = std::min(threads * kBandsPerThread, mcuRows / kLeastMcuRowsPerBand);
-    if (bands < 2) return S_FALSE;
-    const int bandMcuRows = (mcuRows + bands - 1) / bands;
-    const int64_t interval = int64_t(bandMcuRows) * mcusPerRow;
+    const int sizingBands = std::min(threads * kBandsPerThread, mcuRows / kLeastMcuRowsPerBand);
+    if (sizingBands < 2) return S_FALSE;
+    // The interval is sized so that the image makes about `sizingBands`
+    // whole bands of eight intervals; the last bands are one interval each
+    // (see IntervalLayout).
+    const int intervalMcuRows = std::max(1, (mcuRows + sizingBands - 1) / sizingBands / kIntervalsPerBand);
+    const int64_t interval = int64_t(intervalMcuRows) * mcusPerRow;
     if (interval > 0xFFFF) return S_FALSE;
-    const int bandRows = bandMcuRows * mcuHeight;
-    const int count = (image.height + bandRows - 1) / bandRows;
+    const IntervalLayout layout((mcuRows + intervalMcuRows - 1) / intervalMcuRows, threads, kIntervalsPerBand);
+    const int intervalRows = intervalMcuRows * mcuHeight;
+    const int count = layout.Pieces();
 
     std::vector<std::unique_ptr<JpegBlock>> coded;
     try {
@@ -209,7 +246,7 @@ HRESULT EncodeJpegBands(const ImageView& image, int quality, JpegOutput& output)
             ok = output.Put(parts.header.data(), parts.header.size()) && output.Put(restart, sizeof restart) &&
                  output.Put(parts.scan, parts.scanBytes);
         } else {
-            ok = output.Put(kRestartMarkers[(band - 1) % 8], 2);
+            ok = output.Put(kRestartMarkers[(layout.FirstInterval(band) - 1) % 8], 2);
         }
         ok = ok && output.Put(parts.data, parts.dataBytes);
         if (band == count - 1) ok = ok && output.Put(kEndOfImage, sizeof kEndOfImage);
@@ -226,10 +263,11 @@ HRESULT EncodeJpegBands(const ImageView& image, int quality, JpegOutput& output)
     WorkerPool::Shared().Run(count, [&](int band) {
         bool ok = false;
         if (!failed.load(std::memory_order_relaxed)) {
+            const int top = layout.FirstInterval(band) * intervalRows;
             ImageView part = image;
-            part.pixels = image.Row(band * bandRows);
-            part.height = std::min(bandRows, image.height - band * bandRows);
-            ok = EncodeJpegPlainToMemory(part, quality, *coded[static_cast<size_t>(band)]) >= 0;
+            part.pixels = image.Row(top);
+            part.height = std::min(layout.Intervals(band) * intervalRows, image.height - top);
+            ok = EncodeJpegPlainToMemory(part, quality, *coded[static_cast<size_t>(band)], intervalMcuRows) >= 0;
         }
         std::unique_lock<std::mutex> hold(order);
         if (!ok) failed = true;
@@ -300,38 +338,32 @@ HRESULT DecodeJpegBands(const uint8_t* data, size_t size, ImageTarget& target) {
     const HRESULT allocated = target.Allocate(parts.width, parts.height, bits, &pixels, &stride);
     if (allocated != S_OK) return allocated == S_FALSE ? S_OK : allocated;
 
-    // Runs of consecutive intervals are decoded together; a run of several
-    // intervals keeps its restart markers, numbered afresh from 0.
+    // Each interval is decoded as an image of its own, without restart
+    // markers, which the library decodes on its fast path; a thread takes
+    // runs of consecutive intervals, and single intervals last.
     const int perRun = (intervals + threads * kBandsPerThread - 1) / (threads * kBandsPerThread);
-    const int runs = (intervals + perRun - 1) / perRun;
-    uint8_t restart[6];
-    RestartSegment(static_cast<uint32_t>(parts.restartInterval), restart);
+    const IntervalLayout layout(intervals, threads, perRun);
     std::atomic<bool> failed{false};
-    WorkerPool::Shared().Run(runs, [&](int run) noexcept {
-        const int first = run * perRun;
-        const int last = std::min(intervals, first + perRun);
-        const int top = first * intervalRows;
-        const int rows = std::min(parts.height, last * intervalRows) - top;
+    WorkerPool::Shared().Run(layout.Pieces(), [&](int run) noexcept {
         std::vector<uint8_t> header;
-        std::vector<JpegChunk> chunks;
         try {
             header = parts.header;
-            chunks.reserve(static_cast<size_t>(2 * (last - first) + 3));
         } catch (const std::bad_alloc&) {
             failed = true;
             return;
         }
-        Put16(header.data() + parts.heightAt, static_cast<uint32_t>(rows));
-        chunks.push_back({header.data(), header.size()});
-        if (last - first > 1) chunks.push_back({restart, sizeof restart});
-        chunks.push_back({parts.scan, parts.scanBytes});
-        for (int i = first; i < last; ++i) {
-            if (i > first) chunks.push_back({kRestartMarkers[(i - first - 1) % 8], 2});
-            chunks.push_back(pieces[static_cast<size_t>(i)]);
+        const int first = layout.FirstInterval(run);
+        for (int i = first; i < first + layout.Intervals(run) && !failed.load(std::memory_order_relaxed); ++i) {
+            const int top = i * intervalRows;
+            const int rows = std::min(intervalRows, parts.height - top);
+            Put16(header.data() + parts.heightAt, static_cast<uint32_t>(rows));
+            const JpegChunk chunks[] = {{header.data(), header.size()},
+                                        {parts.scan, parts.scanBytes},
+                                        pieces[static_cast<size_t>(i)],
+                                        {kEndOfImage, sizeof kEndOfImage}};
+            BandTarget window(pixels + int64_t(stride) * top, stride, parts.width, rows, bits);
+            if (DecodeJpegChunks(chunks, std::size(chunks), window) < 0) failed = true;
         }
-        chunks.push_back({kEndOfImage, sizeof kEndOfImage});
-        BandTarget window(pixels + int64_t(stride) * top, stride, parts.width, rows, bits);
-        if (DecodeJpegChunks(chunks.data(), chunks.size(), window) < 0) failed = true;
     });
     return failed ? E_FAIL : S_OK;
 }

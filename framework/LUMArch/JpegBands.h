@@ -1,10 +1,11 @@
 // One JPEG coded on every core: the image is cut into horizontal bands of
-// whole MCU rows, a few per core so that the cores end together, each band
-// is coded on whichever thread is free with the same tables, and the bands
-// are joined into one baseline file with a restart marker between two bands
-// (restart interval = the MCUs of one band). The result is a standard JPEG
-// that any decoder reads. Bands go out in order as soon as they and every
-// band before them are coded, while the later ones are still being coded.
+// whole MCU rows, a few per core and short ones last so that the cores end
+// together, each band is coded on whichever thread is free with the same
+// tables, and the bands are joined into one baseline file with restart
+// markers between them (a restart interval is whole MCU rows; a band holds
+// one or eight intervals). The result is a standard JPEG that any decoder
+// reads. Bands go out in order as soon as they and every band before them
+// are coded, while the later ones are still being coded.
 //
 // Reading reverses it: a baseline file whose restart intervals are whole MCU
 // rows is cut at its restart markers and runs of pieces are decoded in

@@ -184,7 +184,7 @@ void MemoryEnd(j_compress_ptr codec) {
 
 // Codes `image` into the destination manager, whose callbacks may jump out
 // through the error handler.
-HRESULT Compress(jpeg_destination_mgr* destination, const ImageView& image, int quality) {
+HRESULT Compress(jpeg_destination_mgr* destination, const ImageView& image, int quality, int restartMcuRows = 0) {
     jpeg_compress_struct codec;
     JpegError error;
     codec.err = &error.base;
@@ -221,6 +221,7 @@ HRESULT Compress(jpeg_destination_mgr* destination, const ImageView& image, int 
         codec.comp_info[0].h_samp_factor = 1;
         codec.comp_info[0].v_samp_factor = 1;
     }
+    codec.restart_in_rows = restartMcuRows;
     jpeg_start_compress(&codec, TRUE);
     JSAMPROW rows[kRowBatch];
     while (codec.next_scanline < codec.image_height) {
@@ -365,13 +366,13 @@ HRESULT EncodeJpegToMemory(const ImageView& image, int quality, JpegBlock& out) 
     return hr == S_FALSE ? EncodeJpegPlainToMemory(image, quality, out) : hr;
 }
 
-HRESULT EncodeJpegPlainToMemory(const ImageView& image, int quality, JpegBlock& out) {
+HRESULT EncodeJpegPlainToMemory(const ImageView& image, int quality, JpegBlock& out, int restartMcuRows) {
     MemoryDestination destination;
     destination.base.init_destination = MemoryStart;
     destination.base.empty_output_buffer = MemoryFull;
     destination.base.term_destination = MemoryEnd;
     destination.block = &out;
-    const HRESULT hr = Compress(&destination.base, image, quality);
+    const HRESULT hr = Compress(&destination.base, image, quality, restartMcuRows);
     if (hr < 0) out.size = 0;
     return hr;
 }

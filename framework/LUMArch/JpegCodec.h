@@ -55,5 +55,6 @@ HRESULT EncodeJpeg(std::FILE* file, const ImageView& image, int quality);
 /// E_FAIL when memory runs out or the image cannot be coded (a side above
 /// 65500 pixels); `out` then holds no valid data.
 HRESULT EncodeJpegToMemory(const ImageView& image, int quality, JpegBlock& out);
-/// The same on the calling thread only, without restart markers.
-HRESULT EncodeJpegPlainToMemory(const ImageView& image, int quality, JpegBlock& out);
+/// The same on the calling thread only, with a restart marker after every
+/// `restartMcuRows` MCU rows (none when 0).
+HRESULT EncodeJpegPlainToMemory(const ImageView& image, int quality, JpegBlock& out, int restartMcuRows = 0);
