@@ -4,6 +4,7 @@
 // leave threads behind, and must not lose what was queued for writing.
 #include <atomic>
 #include <fstream>
+#include <functional>
 #include <set>
 
 #include "lum/filegrab.h"
@@ -243,8 +244,9 @@ protected:
         if (writer.joinable()) writer.join();
         ReleaseTest::TearDown();
     }
-    /// A file grab watching `watched`, with `sink` advised, already live.
-    SmartPtr<IUnknown> Watching(IUnknown* sink) {
+    /// A file grab watching `watched`, with `sink` advised, already live;
+    /// `beforeLive` sees the grab just before it goes live.
+    SmartPtr<IUnknown> Watching(IUnknown* sink, const std::function<void(const SmartPtr<IUnknown>&)>& beforeLive = {}) {
         SmartPtr<IUnknown> grab = CreateFrom<IUnknown>(module, L"LUMFileGrab", IID_IUnknown);
         if (!grab) return grab;
         void* answer = nullptr;
@@ -254,6 +256,7 @@ protected:
         grab.As<IEventSource>(IID_IEventSource)->Advise(sink, 1);
         const std::wstring path = watched.wstring();
         camera->LoadParameters(tagREFString{static_cast<int32_t>(path.size()), const_cast<wchar_t*>(path.c_str())});
+        if (beforeLive) beforeLive(grab);
         camera->Live();
         return grab;
     }
@@ -302,9 +305,10 @@ TEST_F(FileGrabRelease, WatchReleasedInsideItsEventWhileFilesArrive) {
     StartWriting();
     for (int round = 0; round < 5; ++round) {
         SmartPtr<ReleasingSink> sink = CObject<ReleasingSink>::New();
-        SmartPtr<IUnknown> grab = Watching(sink->PrimaryUnknown());
+        // The sink holds the grab before the first file can arrive.
+        SmartPtr<IUnknown> grab =
+            Watching(sink->PrimaryUnknown(), [&](const SmartPtr<IUnknown>& live) { sink->m_Held = live; });
         ASSERT_TRUE(grab);
-        sink->m_Held = grab;
         grab.Reset();
         ASSERT_TRUE(WaitFor([&] { return sink->m_Done.load(); })) << "no file was delivered";
         const int events = sink->m_Events.load();
